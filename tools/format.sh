@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Formats all sources in place.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+tools/install_dependencies.sh lint
+tools/sources.sh all | xargs -r -d '\n' clang-format-14 -i
