@@ -1,0 +1,79 @@
+#pragma once
+
+// The registry of cache roots, "FrameCache.cvp" in the product's folder: per project the facts that
+// must be known before any cache is opened, above all, under "PathToCache", the cache root that
+// holds its frames.
+//
+// An object reads the whole file when it is made; changes stay in memory until Commit() rewrites
+// it. The last Commit() wins. An empty line ends the reading, and so does a line whose type is not
+// "string".
+
+#include "store/owned_list.h"
+#include "store/text_file.h"
+
+#include <string>
+#include <vector>
+
+// One fact about one project. The texts are made with strdup and owned by the registry.
+struct sFrameCacheRegistryEntry {
+    char* projectName; // the printable hash of the project key
+    int type;          // 0, text: the only type the registry keeps
+    char* key;
+    char* value;
+    sFrameCacheRegistryEntry* next;
+};
+
+namespace corvid {
+constexpr char kPathToCache[] = "PathToCache";
+void destroyRegistryEntry(sFrameCacheRegistryEntry* entry);
+} // namespace corvid
+
+class KavroPISSFrameCacheRegistry {
+public:
+    // A missing file makes an empty registry, without a message; lines that lack a part are skipped
+    // with a warning.
+    KavroPISSFrameCacheRegistry();
+    KavroPISSFrameCacheRegistry(const KavroPISSFrameCacheRegistry&) = delete;
+    KavroPISSFrameCacheRegistry& operator=(const KavroPISSFrameCacheRegistry&) = delete;
+
+    int StartTransaction() { return 1; }
+    // Rewrites the file. 0 with one warning when the file cannot be opened or written (it keeps its
+    // old text) or an entry's type is unknown (the file then holds the lines before it).
+    int Commit();
+
+    int NumberOfKeyValuePairsInList() const { return static_cast<int>(m_entries.count()); }
+    // Puts the cursor on the first entry; whether there is one.
+    int PrepareKeyValuePairList() { return m_entries.prepare() ? 1 : 0; }
+    // The entry under the cursor, still owned by the registry; null at the end.
+    sFrameCacheRegistryEntry* GetNextKeyValuePairInList() { return m_entries.next(); }
+
+    // Appends an entry for a project key; an existing one stays and is found first. 0 when out of
+    // memory or when the line could not be read back.
+    int Add(const char* projectName, const char* key, const char* value);
+    // The same for a project that is already hashed. 0 with one error line for a null argument.
+    int AddWithoutHashing(const char* projectName, const char* key, const char* value);
+    // The first value for a project and key, as a copy that the caller releases with free(); else
+    // null and 0.
+    int GetItem(char** value, const char* projectName, const char* key) const;
+    // Changes that value; 0 when there is none.
+    int ChangeItem(const char* projectName, const char* key, const char* value);
+    // Removes every entry of a project; 0 when it had none.
+    int DeleteItem(const char* projectName);
+
+private:
+    void read();
+    bool readLine(char* line);
+    int append(const char* operation, const char* hash, const char* key, const char* value);
+    sFrameCacheRegistryEntry* find(const char* projectName, const char* key) const;
+
+    corvid::OwnedList<sFrameCacheRegistryEntry, corvid::destroyRegistryEntry> m_entries;
+    std::string m_path;
+    corvid::ReadResult m_read = corvid::ReadResult::Whole;
+};
+
+namespace corvid {
+
+// The distinct values of "PathToCache", each as it stands in the file, in file order.
+std::vector<std::string> registeredCacheRoots(KavroPISSFrameCacheRegistry& registry);
+
+} // namespace corvid

@@ -1,0 +1,175 @@
+#pragma once
+
+// A depth-first walk below a directory, by descriptors. Each directory is read once: its files in
+// the order of the directory, then its sub-directories. Links are never followed, and a directory
+// is only ever reached from the open directory that holds it, so that nothing outside the starting
+// directory is met whatever changes underneath. Few descriptors are held open however deep the tree
+// is.
+
+#include "store/directory_scan.h"
+#include "store/unique_fd.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace corvid {
+
+// Names in one allocation, in order.
+class PackedNames {
+public:
+    bool empty() const { return m_text.empty(); }
+    void add(const char* name) { m_text.append(name, std::strlen(name) + 1); }
+    // The next name, or null after the last one; valid until add().
+    const char* next() {
+        if (m_position == m_text.size()) {
+            return nullptr;
+        }
+        const char* name = m_text.c_str() + m_position;
+        m_position += std::strlen(name) + 1;
+        return name;
+    }
+
+private:
+    std::string m_text;
+    std::size_t m_position = 0;
+};
+
+// The visitor supplies
+//   bool file(int directory, const std::string& path, const char* name)
+//        for each entry that is not a directory; path is the directory's;
+//   bool cannotOpen(const std::string& path)        for a directory that cannot be opened;
+//   bool leave(int parent, const char* name, const std::string& path)
+//        after a directory's contents, not called for the starting directory;
+//   static std::string join(const std::string& path, const char* name)
+//        the path of an entry, which begins with the directory's path.
+// The first three return whether to go on. When one returns false the walk ends; then, from the
+// innermost outwards,
+//   void abandoned(const std::string& path)
+// is called for each directory below the starting one that was being walked.
+template <class Visitor>
+class DirectoryWalk {
+public:
+    explicit DirectoryWalk(Visitor& visitor) : m_visitor(visitor) {}
+
+    // Walks an open directory whose path, for the visitor, is given. Whether the walk reached its
+    // end.
+    bool run(UniqueFd start, std::string path) {
+        m_path = std::move(path);
+        bool goOn = enter(std::move(start), "");
+        while (goOn && !m_levels.empty()) {
+            const char* name = m_levels.back().subdirectories.next();
+            goOn = name != nullptr ? descend(name) : ascend();
+        }
+        for (; !m_levels.empty(); pop()) {
+            if (m_levels.size() > 1) {
+                m_visitor.abandoned(m_path);
+            }
+        }
+        return goOn;
+    }
+
+private:
+    static constexpr std::size_t kOpenLevels = 8;
+
+    // A directory whose sub-directories are being walked.
+    struct Level {
+        UniqueFd directory; // closed while the walk is more than kOpenLevels below
+        struct stat status;
+        PackedNames subdirectories;
+        std::string name;
+        std::size_t parentPathLength;
+    };
+
+    bool descend(const char* name) {
+        UniqueFd directory = openDirectory(m_levels.back().directory.get(), name, LinkRule::Refuse);
+        return enter(std::move(directory), name);
+    }
+
+    // Reads a directory; stays in it only when it has sub-directories.
+    bool enter(UniqueFd directory, const char* name) {
+        const bool isStart = m_levels.empty();
+        const std::size_t parentPathLength = m_path.size();
+        if (!isStart) {
+            m_path = Visitor::join(m_path, name);
+        }
+        PackedNames subdirectories;
+        bool goOn = false;
+        DirectoryScan scan(std::move(directory));
+        if (!scan.isOpen()) {
+            goOn = m_visitor.cannotOpen(m_path);
+        } else if (!visitFiles(scan, subdirectories)) {
+            goOn = false;
+        } else if (!subdirectories.empty()) {
+            return stay(scan, std::move(subdirectories), name, parentPathLength);
+        } else {
+            goOn = isStart || m_visitor.leave(m_levels.back().directory.get(), name, m_path);
+        }
+        if (!goOn && !isStart) {
+            m_visitor.abandoned(m_path);
+        }
+        m_path.resize(parentPathLength);
+        return goOn;
+    }
+
+    bool visitFiles(DirectoryScan& scan, PackedNames& subdirectories) {
+        for (DirectoryEntry entry{}; scan.next(entry);) {
+            if (entry.kind == EntryKind::Directory) {
+                subdirectories.add(entry.name);
+            } else if (!m_visitor.file(scan.descriptor(), m_path, entry.name)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool stay(DirectoryScan& scan, PackedNames subdirectories, const char* name,
+              std::size_t parentPathLength) {
+        Level level{scan.takeDescriptor(), {}, std::move(subdirectories), name, parentPathLength};
+        const bool usable =
+            level.directory.isOpen() && ::fstat(level.directory.get(), &level.status) == 0;
+        m_levels.push_back(std::move(level));
+        if (m_levels.size() > kOpenLevels) {
+            m_levels[m_levels.size() - 1 - kOpenLevels].directory.reset();
+        }
+        return usable;
+    }
+
+    bool ascend() {
+        if (m_levels.size() > 1) {
+            Level& parent = m_levels[m_levels.size() - 2];
+            if ((!parent.directory.isOpen() && !reopen(parent)) ||
+                !m_visitor.leave(parent.directory.get(), m_levels.back().name.c_str(), m_path)) {
+                return false;
+            }
+        }
+        pop();
+        return true;
+    }
+
+    // The way back up is taken only when it leads to the very directory that the walk came from.
+    bool reopen(Level& parent) {
+        UniqueFd directory = openDirectory(m_levels.back().directory.get(), "..", LinkRule::Refuse);
+        struct stat status {};
+        if (!directory.isOpen() || ::fstat(directory.get(), &status) != 0 ||
+            status.st_dev != parent.status.st_dev || status.st_ino != parent.status.st_ino) {
+            return false;
+        }
+        parent.directory = std::move(directory);
+        return true;
+    }
+
+    void pop() {
+        m_path.resize(m_levels.back().parentPathLength);
+        m_levels.pop_back();
+    }
+
+    Visitor& m_visitor;
+    std::string m_path;
+    std::vector<Level> m_levels;
+};
+
+} // namespace corvid

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace corvid {
+
+// A fixed path as a whole, however long it is: `assign` is one of the assignCorvidPro...
+// operations.
+std::string productPath(int (*assign)(char* buffer, int size));
+
+} // namespace corvid

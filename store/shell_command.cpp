@@ -1,0 +1,48 @@
+#include "store/shell_command.h"
+
+#include <cerrno>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <time.h>
+
+extern char** environ; // NOLINT(readability-redundant-declaration): not declared everywhere
+
+namespace corvid {
+
+namespace {
+
+constexpr long kTickNanoseconds = 50L * 1000 * 1000;
+
+bool hasEnded(pid_t process, int& status, int options) {
+    pid_t ended = 0;
+    do {
+        ended = ::waitpid(process, &status, options);
+    } while (ended < 0 && errno == EINTR);
+    if (ended < 0) {
+        status = -1;
+    }
+    return ended != 0;
+}
+
+} // namespace
+
+int runShellCommand(const std::string& command, const std::function<void()>& tick) {
+    std::string shell = "sh";
+    std::string option = "-c";
+    std::string text = command;
+    char* const arguments[] = {shell.data(), option.data(), text.data(), nullptr};
+    pid_t process = 0;
+    if (::posix_spawn(&process, "/bin/sh", nullptr, nullptr, arguments, environ) != 0) {
+        return -1;
+    }
+    int status = 0;
+    while (!hasEnded(process, status, tick ? WNOHANG : 0)) {
+        const timespec pause{0, kTickNanoseconds};
+        ::nanosleep(&pause, nullptr);
+        tick();
+    }
+    return status != -1 && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+} // namespace corvid
