@@ -1,0 +1,63 @@
+#include "MacCacheManager/DarkHeaderCell.h"
+
+#include "MacCacheManager/QuartzUtils.h"
+#include "MacCacheManager/UISettings.h"
+#include "MacCacheManager/ViewGeometry.h"
+
+#include <QFontDatabase>
+#include <QFontMetricsF>
+#include <QPainter>
+
+#include <utility>
+
+namespace {
+
+void stroke(QPainter* painter, const corvid::RectangleStroke& stroke) {
+    for (const QRectF& side : stroke.sides()) {
+        painter->fillRect(side, stroke.color);
+    }
+}
+
+void drawEmphasis(QPainter* painter, const QRectF& frame, DarkHeaderCell::Emphasis emphasis,
+                  const UISettings& colors) {
+    if (emphasis == DarkHeaderCell::Emphasis::Hovered) {
+        constexpr float kSubtle = 0.12F;
+        QColor veil = colors.getClrHeaderOutlineHighlight();
+        veil.setAlphaF(kSubtle);
+        painter->fillRect(frame, veil);
+    } else if (emphasis == DarkHeaderCell::Emphasis::Focused) {
+        stroke(painter, {frame.adjusted(3, 3, -2, -2), colors.getClrTextTableHeader()});
+    }
+}
+
+} // namespace
+
+DarkHeaderCell::DarkHeaderCell(QString title, Emphasis emphasis)
+    : m_strTitle(std::move(title)), m_emphasis(emphasis) {}
+
+void DarkHeaderCell::drawWithFrame(QPainter* painter, const QRectF& frame) const {
+    const UISettings& colors = *UISettings::instance();
+    const corvid::HeaderCellDrawing drawing = corvid::headerCellDrawing(frame, colors);
+    const auto& background = drawing.background;
+    painter->save();
+    painter->setClipRect(frame, Qt::IntersectClip);
+    QuartzUtils::gradientFillRectangle(painter, background.rect, background.start, background.end,
+                                       background.orientation);
+    painter->setRenderHint(QPainter::Antialiasing, false);
+    stroke(painter, drawing.highlight);
+    stroke(painter, drawing.shadow);
+    drawEmphasis(painter, frame, m_emphasis, colors);
+    painter->setFont(titleFont());
+    painter->setPen(colors.getClrTextTableHeader());
+    const QFontMetricsF metrics(painter->font());
+    painter->drawText(drawing.title, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                      metrics.elidedText(m_strTitle, Qt::ElideRight, drawing.title.width()));
+    painter->restore();
+}
+
+QFont DarkHeaderCell::titleFont() {
+    constexpr int kSize = 9;
+    QFont font = QFontDatabase::systemFont(QFontDatabase::TitleFont);
+    font.setPixelSize(kSize);
+    return font;
+}

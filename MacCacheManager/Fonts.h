@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QFont>
+
+namespace corvid {
+
+// The system's font at a size given in logical pixels for a system whose own font has 13; it grows
+// with a larger system font and never shrinks below the given size.
+QFont systemFontOfSize(int size, QFont::Weight weight = QFont::Normal);
+
+} // namespace corvid

@@ -1,0 +1,140 @@
+#include "MacCacheManager/FrameCacheEntry.h"
+
+#include "MacCacheManager/platform/date_formatter.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+corvid::OwnedText copyOf(const char* text) {
+    return corvid::OwnedText(text != nullptr ? ::strdup(text) : nullptr);
+}
+
+// "a/b/" has the last component "b", "/" itself "/".
+QString lastPathComponent(const QString& path) {
+    int end = static_cast<int>(path.size());
+    while (end > 1 && path[end - 1] == u'/') {
+        --end;
+    }
+    const int begin = end > 0 ? static_cast<int>(path.lastIndexOf(u'/', end - 1)) + 1 : 0;
+    return begin < end ? path.mid(begin, end - begin) : path.left(end);
+}
+
+QString featureKind(const QString& name) {
+    if (name == u"SPEC_PROXY" || name == u"PROXY") {
+        return QStringLiteral("Precomp Proxy");
+    }
+    if (name == u"SPEC_RENDER") {
+        return QStringLiteral("Spec Render");
+    }
+    if (name == u"SPEC_PREVIEW") {
+        return QStringLiteral("Spec Preview");
+    }
+    return name;
+}
+
+// The text of a number, made by `make` the first time after it was set.
+template <class Make>
+QString madeOnce(QString& text, bool hasNumber, const char* none, Make make) {
+    if (!hasNumber) {
+        return QString::fromLatin1(none);
+    }
+    if (text.isNull()) {
+        text = make();
+    }
+    return text;
+}
+
+} // namespace
+
+FrameCacheEntry::FrameCacheEntry(int nodeType, const char* name, const char* path)
+    : m_strName(copyOf(name)), m_strPath(copyOf(path)), m_nodeType(nodeType) {}
+
+void FrameCacheEntry::setName(const char* name) {
+    m_strName = copyOf(name);
+    m_strDisplayName = QString();
+}
+
+void FrameCacheEntry::setPath(const char* path) {
+    m_strPath = copyOf(path);
+}
+
+void FrameCacheEntry::setPathToRootCache(const char* path) {
+    m_szPathToCache = copyOf(path);
+}
+
+FrameCacheEntry* FrameCacheEntry::addChild(std::unique_ptr<FrameCacheEntry> child) {
+    return m_children.emplace_back(std::move(child)).get();
+}
+
+FrameCacheEntry* FrameCacheEntry::getChildAt(int index) const {
+    return index >= 0 && index < getNumberOfChildren()
+               ? m_children[static_cast<std::size_t>(index)].get()
+               : nullptr;
+}
+
+std::unique_ptr<FrameCacheEntry> FrameCacheEntry::takeChild(const FrameCacheEntry* child) {
+    const auto found = std::find_if(m_children.begin(), m_children.end(),
+                                    [child](const auto& owned) { return owned.get() == child; });
+    if (found == m_children.end()) {
+        return nullptr;
+    }
+    std::unique_ptr<FrameCacheEntry> taken = std::move(*found);
+    m_children.erase(found);
+    return taken;
+}
+
+void FrameCacheEntry::setFileSize(std::uint64_t bytes) {
+    m_nSizeOnDisk = bytes;
+    m_hasSize = true;
+    m_strSizeOnDisk = QString();
+}
+
+QString FrameCacheEntry::getFileSizeString() const {
+    return madeOnce(m_strSizeOnDisk, m_hasSize, "0",
+                    [this] { return readableFileSize(m_nSizeOnDisk); });
+}
+
+void FrameCacheEntry::setFileCount(int count) {
+    m_nNumberOfFiles = count;
+    m_hasCount = true;
+    m_strNumOfFiles = QString();
+}
+
+QString FrameCacheEntry::getFileCountString() const {
+    return madeOnce(m_strNumOfFiles, m_hasCount, "0",
+                    [this] { return QString::number(m_nNumberOfFiles); });
+}
+
+void FrameCacheEntry::setModifiedTime(int seconds) {
+    m_modifiedTime = seconds;
+    m_hasTime = true;
+    m_strLastModifiedTime = QString();
+}
+
+QString FrameCacheEntry::getLastModifiedTime() const {
+    return madeOnce(m_strLastModifiedTime, m_hasTime, "\?\?-\?\?-\?\?\?\?",
+                    [this] { return corvid::shortDateTime(m_modifiedTime); });
+}
+
+QString FrameCacheEntry::getDisplayName() const {
+    return madeOnce(m_strDisplayName, m_strName != nullptr, "-", [this] {
+        return featureKind(lastPathComponent(QString::fromUtf8(m_strName.get())));
+    });
+}
+
+QString FrameCacheEntry::readableFileSize(std::uint64_t bytes) {
+    const auto size = static_cast<double>(bytes);
+    constexpr double kKilo = 1024.0;
+    if (size < 512) {
+        return QString::asprintf("%.0f bytes", size);
+    }
+    if (size / kKilo < 1000) {
+        return QString::asprintf("%.2f KB", size / kKilo);
+    }
+    if (size / (kKilo * kKilo) < 1000) {
+        return QString::asprintf("%.2f MB", size / (kKilo * kKilo));
+    }
+    return QString::asprintf("%.2f GB", size / (kKilo * kKilo * kKilo));
+}

@@ -1,0 +1,71 @@
+#include "MacCacheManager/ProgramEntry.h"
+
+#include "MacCacheManager/AppController.h"
+#include "MacCacheManager/ImageResources.h"
+#include "runtime/maro_log.h"
+
+#include <QApplication>
+#include <QStyleFactory>
+
+#include <cstring>
+
+namespace corvid {
+
+namespace {
+
+constexpr char kLogName[] = "CorvidPro-cman.log";
+constexpr char kLogDirectory[] = "/tmp";
+
+bool isSame(const char* left, const char* right) {
+    return std::strcmp(left, right) == 0;
+}
+
+// The argument chooses a directory, which the log does not use; what counts is that logging starts.
+void startLogging(const char* argument) {
+    if (isSame(argument, "0")) {
+        initializeAndDetermineMaroLogging(kLogName, kLogDirectory);
+        setLoggingEnabled(false);
+    } else {
+        initializeAndDetermineMaroLogging(kLogName,
+                                          std::strlen(argument) > 2 ? argument : kLogDirectory);
+        setLoggingEnabled(true);
+    }
+}
+
+} // namespace
+
+void startSession(int argc, const char* const* argv) {
+    bool wantsDevLogging = false;
+    bool hasLogArgument = false;
+    for (int i = 1; i < argc; ++i) {
+        if (isSame(argv[i], "-lastModified")) {
+            g_shouldJumpToLastModified = true;
+        } else if (isSame(argv[i], "-devLogging")) {
+            wantsDevLogging = true;
+        } else if (!hasLogArgument) {
+            hasLogArgument = true;
+            startLogging(argv[i]);
+        }
+    }
+    setLoggingEnabled(true); // also after "0", which only chooses a directory
+    setDevLoggingEnabled(wantsDevLogging);
+    maro_log("*** Cache Manager: new session started  ");
+    maro_logDev("Dev logging enabled");
+}
+
+int runProgram(int argc, char** argv) {
+    startSession(argc, argv);
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Cache Manager"));
+    QApplication::setWindowIcon(programIcon());
+#ifndef Q_OS_MACOS
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+#endif
+    AppController controller;
+    controller.awakeFromNib();
+    QMetaObject::invokeMethod(&controller, &AppController::applicationDidFinishLaunching,
+                              Qt::QueuedConnection);
+    return QApplication::exec();
+}
+
+} // namespace corvid
