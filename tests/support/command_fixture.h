@@ -1,0 +1,330 @@
+#pragma once
+
+// The window on a small cache made by hand, and a user who works it with mouse and keys and answers
+// the dialogs that come up.
+
+#include "MacCacheManager/ActivityView.h"
+#include "MacCacheManager/AppController.h"
+#include "MacCacheManager/CorvidPanel.h"
+#include "store/KavroPISSConfigHelper.h"
+#include "store/KavroPISSFrameCache.h"
+#include "store/PISSMD5.h"
+#include "tests/support/product_root.h"
+#include "tests/support/user_defaults_folder.h"
+
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <QToolButton>
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace corvid::test {
+
+inline std::string hashOfKey(const std::string& key) {
+    char hash[kPrintableHashSize];
+    _MD5GetPrintableHash(key.c_str(), hash);
+    return hash;
+}
+
+// What an alert or a folder chooser showed to the user.
+struct ShownDialog {
+    std::string title;   // of an alert the large text, of a chooser what stands in its title bar
+    std::string message; // of a chooser the folder in which it opened
+    std::vector<std::string> buttons;
+    std::string defaultButton;
+};
+
+// Answers dialogs in the order in which they come up, by clicking their buttons. A dialog for which
+// there is no answer fails the test and is dismissed.
+class DialogUser {
+public:
+    DialogUser() {
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { look(); });
+        m_timer.start(kInterval);
+    }
+
+    // The button to click in the next alert.
+    void willClick(const std::string& button) {
+        m_answers.emplace_back([button](QDialog& dialog) { click(dialog, button); });
+    }
+    // The path to enter into the next folder chooser, and the button to click then. When the
+    // chooser reads anything else from it, the test fails and the chooser is dismissed: what
+    // follows would be done to another folder.
+    void willChoose(const std::string& folder, const std::string& button = "Choose folder") {
+        m_answers.emplace_back([folder, button](QDialog& dialog) {
+            auto& chooser = dynamic_cast<QFileDialog&>(dialog);
+            const QString path = QString::fromStdString(folder);
+            const QString whole = chooser.directory().absoluteFilePath(path);
+            auto* name = chooser.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+            if (path.contains(QLatin1Char('"'))) { // to the chooser quotes part several names
+                chooser.setDirectory(whole);
+                name->clear();
+            } else {
+                name->setText(path);
+            }
+            if (chooser.selectedFiles() != QStringList{whole}) {
+                ADD_FAILURE() << "the chooser reads "
+                              << chooser.selectedFiles().join(QLatin1Char(' ')).toStdString();
+                dialog.reject();
+                return;
+            }
+            click(dialog, button);
+        });
+    }
+    // Anything else to do with the next dialog; it must close it.
+    void will(std::function<void(QDialog&)> answer) { m_answers.push_back(std::move(answer)); }
+
+    const std::vector<ShownDialog>& seen() const { return m_seen; }
+    bool hasAnsweredAll() const { return m_answers.empty(); }
+
+    static void click(QDialog& dialog, const std::string& text) {
+        for (auto* button : dialog.findChildren<QPushButton*>()) {
+            if (button->text().toStdString() == text && button->isVisible()) {
+                QTest::mouseClick(button, Qt::LeftButton);
+                return;
+            }
+        }
+        ADD_FAILURE() << "no button '" << text << "'";
+        dialog.reject();
+    }
+
+private:
+    static constexpr int kInterval = 2; // milliseconds
+
+    static ShownDialog describe(const QDialog& dialog) {
+        ShownDialog shown;
+        if (const auto* alert = qobject_cast<const QMessageBox*>(&dialog)) {
+            shown.title = alert->text().toStdString();
+            shown.message = alert->informativeText().toStdString();
+        } else if (const auto* chooser = qobject_cast<const QFileDialog*>(&dialog)) {
+            shown.title = chooser->windowTitle().toStdString();
+            shown.message = chooser->directory().absolutePath().toStdString();
+        }
+        for (const auto* box : dialog.findChildren<QDialogButtonBox*>()) {
+            for (const auto* button : box->buttons()) {
+                shown.buttons.push_back(button->text().toStdString());
+                const auto* push = qobject_cast<const QPushButton*>(button);
+                if (push != nullptr && push->isDefault()) {
+                    shown.defaultButton = push->text().toStdString();
+                }
+            }
+        }
+        return shown;
+    }
+
+    void look() {
+        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        const bool isQuestion = qobject_cast<QMessageBox*>(dialog) != nullptr ||
+                                qobject_cast<QFileDialog*>(dialog) != nullptr;
+        if (!isQuestion || dialog == m_last) {
+            return;
+        }
+        m_last = dialog;
+        m_seen.push_back(describe(*dialog));
+        if (m_answers.empty()) {
+            ADD_FAILURE() << "unexpected dialog '" << m_seen.back().title << "'";
+            dialog->reject();
+            return;
+        }
+        const auto answer = std::move(m_answers.front());
+        m_answers.pop_front();
+        answer(*dialog);
+    }
+
+    QTimer m_timer;
+    QPointer<QDialog> m_last;
+    std::deque<std::function<void(QDialog&)>> m_answers;
+    std::vector<ShownDialog> m_seen;
+};
+
+class CommandTest : public UserDefaultsFolder {
+protected:
+    CommandTest() {
+        makeDirectory(cacheRoot());
+        for (const std::string& project : {alpha(), beta()}) {
+            makeDirectory(project.substr(0, project.rfind('/')));
+        }
+    }
+    ~CommandTest() override { EXPECT_TRUE(user.hasAnsweredAll()) << "a dialog did not come up"; }
+
+    // The cache root of these tests and the keys of two projects whose folders exist.
+    std::string cacheRoot() const { return root.path("Volumes/Cache"); }
+    std::string alpha() const { return root.path("Projects/Alpha/Alpha.aep"); }
+    std::string beta() const { return root.path("Projects/Beta/Beta.aep"); }
+
+    // Makes a feature with frames whose contents tell them apart, and registers the project.
+    std::string addFeature(const std::string& project, const std::string& composition,
+                           const std::string& feature, int frames = 2) const {
+        return addFeature(cacheRoot(), project, composition, feature, frames);
+    }
+    static std::string addFeature(const std::string& cache, const std::string& project,
+                                  const std::string& composition, const std::string& feature,
+                                  int frames = 2) {
+        const KavroPISSFrameCache model(cache.c_str(), project.c_str(), composition.c_str(),
+                                        feature.c_str());
+        const std::string folder = compositionIn(cache, project, composition) + "/" + feature;
+        for (int frame = 0; frame < frames; ++frame) {
+            const std::string number = std::to_string(frame);
+            writeFile(folder + "/" + std::string(8 - number.size(), '0') + number + ".raw",
+                      "frame " + number + " of " + folder);
+        }
+        registerProject(project, cache);
+        return folder;
+    }
+    static void registerProject(const std::string& project, const std::string& cache) {
+        KavroPISSConfigHelper::addOrUpdateRegistryStringSetting(project.c_str(), "PathToCache",
+                                                                (cache + "/").c_str());
+    }
+    // The directories of a project and of a composition.
+    static std::string projectIn(const std::string& cache, const std::string& project) {
+        return cache + "/" + hashOfKey(project);
+    }
+    static std::string compositionIn(const std::string& cache, const std::string& project,
+                                     const std::string& composition) {
+        return projectIn(cache, project) + "/" + hashOfKey(composition);
+    }
+    std::string folderOf(const std::string& project) const {
+        return projectIn(cacheRoot(), project);
+    }
+    std::string folderOf(const std::string& project, const std::string& composition) const {
+        return compositionIn(cacheRoot(), project, composition);
+    }
+    std::string projectTable() const { return readFile(cacheRoot() + "/ProjectHash.txt"); }
+    std::string compositionTable() const { return readFile(cacheRoot() + "/CompositionHash.txt"); }
+    std::string registryFile() const { return root.productFile("FrameCache.cvp"); }
+
+    // Opens the window, as the program does.
+    void open() {
+        m_controller = std::make_unique<AppController>();
+        m_controller->awakeFromNib();
+        m_controller->applicationDidFinishLaunching();
+        QCoreApplication::processEvents();
+    }
+    AppController& controller() { return *m_controller; }
+    template <class Widget>
+    Widget& widget(const char* name) {
+        auto* found = m_controller->getWindow()->findChild<Widget*>(QString::fromLatin1(name));
+        if (found == nullptr) {
+            throw std::runtime_error(std::string("no ") + name);
+        }
+        return *found;
+    }
+    CacheOutlineView& view() { return widget<CacheOutlineView>("m_outlineView"); }
+    OutlineModel& model() { return *view().outlineModel(); }
+    std::string label(const char* name) { return widget<QLabel>(name).text().toStdString(); }
+
+    // The node with these names, from the project down; throws when there is none.
+    FrameCacheEntry* node(const std::vector<std::string>& names) {
+        FrameCacheEntry* found = m_controller->dataSource()->getRootNode();
+        for (const std::string& name : names) {
+            FrameCacheEntry* child = nullptr;
+            for (int i = 0; i < found->getNumberOfChildren(); ++i) {
+                if (name == found->getChildAt(i)->getName()) {
+                    child = found->getChildAt(i);
+                }
+            }
+            if (child == nullptr) {
+                throw std::runtime_error("no node " + name);
+            }
+            found = child;
+        }
+        return found;
+    }
+    // The first column of every row, indented by depth.
+    std::vector<std::string> rows() {
+        std::vector<std::string> lines;
+        for (int row = 0; row < model().rowCount(); ++row) {
+            const QModelIndex cell = model().index(row, 0);
+            lines.push_back(std::string(cell.data(DepthRole).toUInt() * 2, ' ') +
+                            cell.data().toString().toStdString());
+        }
+        return lines;
+    }
+    // Clicks a node's row; its ancestors are opened first.
+    void clickRow(const std::vector<std::string>& names,
+                  Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        for (std::size_t depth = 1; depth < names.size(); ++depth) {
+            view().expandItem(
+                node({names.begin(), names.begin() + static_cast<std::ptrdiff_t>(depth)}), false);
+        }
+        const QModelIndex cell = model().index(model().rowForItem(node(names)), 1);
+        view().scrollTo(cell);
+        QTest::mouseClick(view().viewport(), Qt::LeftButton, modifiers,
+                          view().visualRect(cell).center());
+    }
+    void clickButton(const char* name) {
+        QTest::mouseClick(&widget<QAbstractButton>(name), Qt::LeftButton);
+    }
+    // Chooses a command of a menu by its text, mnemonics and dots left out.
+    void choose(const QMenu& menu, const std::string& text) {
+        for (QAction* action : menu.actions()) {
+            QString title = action->text();
+            title.remove(QLatin1Char('&')).remove(QStringLiteral("…"));
+            if (title.toStdString() == text) {
+                action->trigger();
+                return;
+            }
+        }
+        ADD_FAILURE() << "no command " << text;
+    }
+    void chooseInMenuBar(const std::string& text) {
+        for (QAction* top : m_controller->getWindow()->menuBar()->actions()) {
+            for (QAction* action : top->menu()->actions()) {
+                QString title = action->text();
+                title.remove(QLatin1Char('&')).remove(QStringLiteral("…"));
+                if (title.toStdString() == text) {
+                    action->trigger();
+                    return;
+                }
+            }
+        }
+        ADD_FAILURE() << "no command " << text;
+    }
+
+    ProductRoot root; // before the controller, which reads below it
+    DialogUser user;
+
+private:
+    std::unique_ptr<AppController> m_controller;
+};
+
+// What a test saw of the totals and the activity while a command was at work.
+class PaintWatch : public QObject {
+public:
+    explicit PaintWatch(ActivityView& view) : m_view(view) { view.installEventFilter(this); }
+    const std::vector<std::string>& lines() const { return m_lines; }
+    int paints() const { return m_paints; }
+
+protected:
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            ++m_paints;
+            m_lines.push_back(m_view.line().toStdString());
+        }
+        return false;
+    }
+
+private:
+    ActivityView& m_view;
+    std::vector<std::string> m_lines;
+    int m_paints = 0;
+};
+
+} // namespace corvid::test
