@@ -1,0 +1,92 @@
+#include "benchmarks/driver/figures.h"
+
+#include "store/PISSMD5.h"
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+namespace corvid::bench {
+
+namespace {
+
+constexpr int kTreesPerProcess = 3; // so that the start of a process does not count
+constexpr int kRounds = 11;
+constexpr int kTableRounds = 41; // a difference of two in a hundred has to show
+
+void compareTrees(Bench& bench, const std::string& figure, const Shape& single,
+                  const Shape& twofold) {
+    const Cache cache = bench.caches.cache(single);
+    const Cache larger = bench.caches.cache(twofold);
+    const Runs runs = alternate(
+        {bench.buildTree(cache, kTreesPerProcess), bench.buildTree(larger, kTreesPerProcess)},
+        kRounds);
+    bench.report.add("growth of the tree", figure, ratioOf(runs[1], runs[0], cpuOf), "x",
+                     between(1.9, 2.1));
+}
+
+std::string linesOfForeignKeys(long count, const std::string& prefix) {
+    std::string text;
+    for (long i = 0; i < count; ++i) {
+        const std::string key = prefix + std::to_string(i);
+        char hash[64];
+        _MD5GetPrintableHash(key.c_str(), hash);
+        text += std::string(hash) + " " + key + "\n";
+    }
+    return text;
+}
+
+long countLines(const std::string& text) {
+    long lines = 0;
+    for (const char c : text) {
+        lines += c == '\n' ? 1 : 0;
+    }
+    return lines;
+}
+
+// Writes the tables of one cache root into another, with as many lines again that name what is long
+// gone.
+void writeTwofoldTables(const Cache& from, const Cache& to) {
+    for (const char* name : {"ProjectHash.txt", "CompositionHash.txt"}) {
+        const std::string lines = readFile(from.cacheRoot + name);
+        writeFile(to.cacheRoot + name,
+                  lines + linesOfForeignKeys(countLines(lines), "/Projects/Gone/Edit "));
+    }
+    // A table that was just written is read more often, in case that it is being changed.
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+}
+
+// One project of many compositions: there a table is as long as it gets. Its directory goes to and
+// fro between two cache roots, so that both are measured with the same files.
+void compareTables(Bench& bench) {
+    const Shape shape{1, bench.scaled(4000), 3, 10};
+    const Cache single = bench.caches.freshCache(shape, "tables");
+    const Cache twofold = bench.caches.freshCache({1, 1, 1, 1}, "tables-twofold");
+    std::filesystem::remove_all(twofold.projectPath);
+    writeTwofoldTables(single, twofold);
+    const auto reading = [&bench](const Cache& cache, const Cache& other) {
+        Command command = bench.buildTree(cache);
+        command.prepare = [from = other.projectPath, to = cache.projectPath] {
+            if (std::filesystem::exists(from)) {
+                std::filesystem::rename(from, to);
+            }
+        };
+        return command;
+    };
+    const Runs runs = alternate({reading(single, twofold), reading(twofold, single)}, kTableRounds);
+    requireSameOutput(runs);
+    bench.report.add("growth of the tree",
+                     "twice the table lines (" + std::to_string(shape.compositions) + ")",
+                     ratioOf(runs[1], runs[0], cpuOf), "x", atMost(1.02));
+}
+
+} // namespace
+
+void measureGrowth(Bench& bench) {
+    const int projects = bench.scaled(60);
+    compareTrees(bench, "twice the features", {projects, 2, 3, 250}, {2 * projects, 2, 3, 250});
+    compareTrees(bench, "twice the frames", {projects, 2, 3, 250}, {projects, 2, 3, 500});
+    compareTables(bench);
+}
+
+} // namespace corvid::bench
