@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <unordered_set>
 
 namespace corvid {
@@ -22,7 +23,8 @@ void destroyRegistryEntry(sFrameCacheRegistryEntry* entry) {
 
 std::vector<std::string> registeredCacheRoots(KavroPISSFrameCacheRegistry& registry) {
     std::vector<std::string> roots;
-    std::unordered_set<std::string> seen;
+    std::unordered_set<std::string_view> seen; // the registry's texts, which stay as they are here
+    seen.reserve(static_cast<std::size_t>(registry.NumberOfKeyValuePairsInList()));
     registry.PrepareKeyValuePairList();
     while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
         if (std::strcmp(entry->key, kPathToCache) == 0 && seen.insert(entry->value).second) {

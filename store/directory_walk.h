@@ -10,8 +10,8 @@
 #include "store/unique_fd.h"
 
 #include <cstring>
+#include <deque>
 #include <string>
-#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -45,7 +45,7 @@ private:
 //   bool leave(int parent, const char* name, const std::string& path)
 //        after a directory's contents, not called for the starting directory;
 //   static std::string join(const std::string& path, const char* name)
-//        the path of an entry, which begins with the directory's path.
+//        the path of an entry: the directory's path, at most one "/", the name.
 // The first three return whether to go on. When one returns false the walk ends; then, from the
 // innermost outwards,
 //   void abandoned(const std::string& path)
@@ -75,12 +75,12 @@ public:
 private:
     static constexpr std::size_t kOpenLevels = 8;
 
-    // A directory whose sub-directories are being walked.
+    // A directory whose sub-directories are being walked. Kept small: a nest has thousands.
     struct Level {
         UniqueFd directory; // closed while the walk is more than kOpenLevels below
-        struct stat status;
+        dev_t device;
+        ino_t inode;
         PackedNames subdirectories;
-        std::string name;
         std::size_t parentPathLength;
     };
 
@@ -104,7 +104,7 @@ private:
         } else if (!visitFiles(scan, subdirectories)) {
             goOn = false;
         } else if (!subdirectories.empty()) {
-            return stay(scan, std::move(subdirectories), name, parentPathLength);
+            return stay(scan, std::move(subdirectories), parentPathLength);
         } else {
             goOn = isStart || m_visitor.leave(m_levels.back().directory.get(), name, m_path);
         }
@@ -126,12 +126,12 @@ private:
         return true;
     }
 
-    bool stay(DirectoryScan& scan, PackedNames subdirectories, const char* name,
-              std::size_t parentPathLength) {
-        Level level{scan.takeDescriptor(), {}, std::move(subdirectories), name, parentPathLength};
-        const bool usable =
-            level.directory.isOpen() && ::fstat(level.directory.get(), &level.status) == 0;
-        m_levels.push_back(std::move(level));
+    bool stay(DirectoryScan& scan, PackedNames subdirectories, std::size_t parentPathLength) {
+        UniqueFd directory = scan.takeDescriptor();
+        struct stat status {};
+        const bool usable = directory.isOpen() && ::fstat(directory.get(), &status) == 0;
+        m_levels.push_back({std::move(directory), status.st_dev, status.st_ino,
+                            std::move(subdirectories), parentPathLength});
         if (m_levels.size() > kOpenLevels) {
             m_levels[m_levels.size() - 1 - kOpenLevels].directory.reset();
         }
@@ -141,8 +141,9 @@ private:
     bool ascend() {
         if (m_levels.size() > 1) {
             Level& parent = m_levels[m_levels.size() - 2];
+            const char* name = m_path.c_str() + m_path.rfind('/') + 1;
             if ((!parent.directory.isOpen() && !reopen(parent)) ||
-                !m_visitor.leave(parent.directory.get(), m_levels.back().name.c_str(), m_path)) {
+                !m_visitor.leave(parent.directory.get(), name, m_path)) {
                 return false;
             }
         }
@@ -155,7 +156,7 @@ private:
         UniqueFd directory = openDirectory(m_levels.back().directory.get(), "..", LinkRule::Refuse);
         struct stat status {};
         if (!directory.isOpen() || ::fstat(directory.get(), &status) != 0 ||
-            status.st_dev != parent.status.st_dev || status.st_ino != parent.status.st_ino) {
+            status.st_dev != parent.device || status.st_ino != parent.inode) {
             return false;
         }
         parent.directory = std::move(directory);
@@ -169,7 +170,7 @@ private:
 
     Visitor& m_visitor;
     std::string m_path;
-    std::vector<Level> m_levels;
+    std::deque<Level> m_levels;
 };
 
 } // namespace corvid

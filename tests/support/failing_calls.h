@@ -1,8 +1,9 @@
 #pragma once
 
-// Makes chosen system calls of the code under test fail. The linker's --wrap option sends the calls
-// of everything linked into a test program statically through here; no production code knows of it.
-// While nothing is armed a call costs one counter and one test of a flag.
+// Makes chosen system calls of the code under test fail, or ends the process at one of them. The
+// linker's --wrap option sends the calls of everything linked into a test program statically
+// through here; no production code knows of it. While nothing is armed a call costs two counters
+// and two tests of a flag.
 
 #include <atomic>
 #include <cstddef>
@@ -17,15 +18,23 @@ enum class Call {
     Malloc,       // malloc
     Strdup,       // strdup
     New,          // operator new(std::nothrow) and new[](std::nothrow)
+    CreateThread, // pthread_create
     Open,         // open, openat and their 64-bit and fortified names
+    Read,         // read, pread
     Write,        // write, pwrite
     Truncate,     // ftruncate
     Sync,         // fsync
     Rename,       // rename, renameat
-    Unlink,       // unlink, unlinkat without AT_REMOVEDIR
+    Unlink,       // unlink, remove, unlinkat without AT_REMOVEDIR
     RemoveDir,    // rmdir, unlinkat with AT_REMOVEDIR
     MakeDir,      // mkdir
-    CreateThread, // pthread_create
+    Status,       // stat, lstat, fstat, fstatat
+    ChangeMode,   // chmod, fchmod
+    Resolve,      // realpath
+    Lock,         // flock
+    Duplicate,    // fcntl with F_DUPFD or F_DUPFD_CLOEXEC
+    List,         // getdents64, as it is called through syscall
+    Spawn,        // posix_spawn
 };
 
 enum class Lasting { Once, FromThenOn };
@@ -59,7 +68,19 @@ public:
     ShortWrites& operator=(const ShortWrites&) = delete;
 };
 
+// While it lives, the process is ended by SIGKILL in place of the n-th call of any kind but memory
+// and threads (counted from 1, from now on). One at a time.
+class KillAtNth {
+public:
+    explicit KillAtNth(std::uint64_t n);
+    ~KillAtNth();
+    KillAtNth(const KillAtNth&) = delete;
+    KillAtNth& operator=(const KillAtNth&) = delete;
+};
+
 // Calls of one kind since the program started; tests use the difference of two readings.
 [[nodiscard]] std::uint64_t callsMade(Call call);
+// The same for all kinds that KillAtNth counts.
+[[nodiscard]] std::uint64_t killableCallsMade();
 
 } // namespace corvid::test
