@@ -6,7 +6,9 @@
 #include "MacCacheManager/DarkHeaderView.h"
 #include "MacCacheManager/Fonts.h"
 #include "MacCacheManager/UISettings.h"
+#include "MacCacheManager/platform/date_formatter.h"
 
+#include <QDateTime>
 #include <QMenu>
 #include <QScrollBar>
 
@@ -113,19 +115,38 @@ void CacheOutlineView::setupColumns() {
     header()->setSectionsClickable(false);
     header()->setMinimumSectionSize(40);
     header()->setAccessibleName(tr("Columns"));
+    measureColumns();
     layOutColumns();
+}
+
+void CacheOutlineView::measureColumns() {
+    const QFontMetrics metrics(font());
+    m_widest.clear();
+    for (const char* text : {"1000.00 MB", "9999999"}) {
+        m_widest.push_back(metrics.horizontalAdvance(QLatin1String(text)) + kSpacingX);
+    }
+    int widestDate = 0;
+    for (int month = 1; month <= 12; ++month) { // names of months differ in width
+        const QDateTime evening(QDate(2028, month, 28), QTime(22, 58, 58));
+        const QString text = corvid::shortDateTime(evening.toSecsSinceEpoch());
+        widestDate = std::max(widestDate, metrics.horizontalAdvance(text));
+    }
+    m_widest.push_back(widestDate + kSpacingX);
+}
+
+void CacheOutlineView::changeEvent(QEvent* event) {
+    QTreeView::changeEvent(event);
+    if (event->type() == QEvent::FontChange) {
+        measureColumns();
+        layOutColumns();
+    }
 }
 
 void CacheOutlineView::layOutColumns() {
     if (m_model == nullptr || header()->count() < corvid::kOutlineColumns) {
         return;
     }
-    const QFontMetrics metrics(font());
-    std::vector<int> widest;
-    for (const char* text : {"1000.00 MB", "9999999", "00/00/0000 00:00 PM"}) {
-        widest.push_back(metrics.horizontalAdvance(QLatin1String(text)) + kSpacingX);
-    }
-    const std::vector<int> widths = corvid::outlineColumnWidths(viewport()->width(), widest);
+    const std::vector<int> widths = corvid::outlineColumnWidths(viewport()->width(), m_widest);
     for (int column = 0; column < corvid::kOutlineColumns; ++column) {
         setColumnWidth(column, std::max(widths[static_cast<std::size_t>(column)],
                                         header()->minimumSectionSize()));

@@ -95,6 +95,7 @@ protected:
                       const QModelIndex& index) const override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
@@ -107,6 +108,7 @@ protected:
 private:
     void setupScrollers();
     void setupColumns();
+    void measureColumns();
     void layOutColumns();
     void drawDisclosure(QPainter* painter, const QRect& cell, const QModelIndex& index) const;
     FrameCacheEntry* itemOfTriangleAt(const QPoint& position) const;
@@ -119,6 +121,7 @@ private:
     void changeKeepingSelection(Change change);
 
     OutlineModel* m_model = nullptr;
+    std::vector<int> m_widest; // of the figure columns, in pixels
     QPointer<QMenu> m_menu;
     QString m_placeholder;
     std::function<void(corvid::DisclosureCell&)> m_willDisplay;

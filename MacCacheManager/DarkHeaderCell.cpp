@@ -1,5 +1,6 @@
 #include "MacCacheManager/DarkHeaderCell.h"
 
+#include "MacCacheManager/Fonts.h"
 #include "MacCacheManager/QuartzUtils.h"
 #include "MacCacheManager/UISettings.h"
 #include "MacCacheManager/ViewGeometry.h"
@@ -55,9 +56,13 @@ void DarkHeaderCell::drawWithFrame(QPainter* painter, const QRectF& frame) const
     painter->restore();
 }
 
+// Asked for once: the answer takes the system longer than drawing the title.
 QFont DarkHeaderCell::titleFont() {
-    constexpr int kSize = 9;
-    QFont font = QFontDatabase::systemFont(QFontDatabase::TitleFont);
-    font.setPixelSize(kSize);
+    static const QFont font = [] {
+        constexpr int kSize = 9;
+        QFont title = QFontDatabase::systemFont(QFontDatabase::TitleFont);
+        title.setPixelSize(qRound(kSize * corvid::systemFontGrowth()));
+        return title;
+    }();
     return font;
 }

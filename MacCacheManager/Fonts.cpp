@@ -7,11 +7,15 @@
 
 namespace corvid {
 
-QFont systemFontOfSize(int size, QFont::Weight weight) {
+double systemFontGrowth() {
     constexpr double kUsualSize = 13.0;
+    const QFontInfo system(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
+    return std::max(1.0, system.pixelSize() / kUsualSize);
+}
+
+QFont systemFontOfSize(int size, QFont::Weight weight) {
     QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
-    const double growth = std::max(1.0, QFontInfo(font).pixelSize() / kUsualSize);
-    font.setPixelSize(qRound(size * growth));
+    font.setPixelSize(qRound(size * systemFontGrowth()));
     font.setWeight(weight);
     return font;
 }

@@ -1,6 +1,8 @@
 #include "MacCacheManager/ImageResources.h"
 
+#include <QCoreApplication>
 #include <QFile>
+#include <QHash>
 #include <QPainter>
 #include <QPixmap>
 
@@ -15,6 +17,15 @@ QString pathOf(const QString& name, const char* suffix) {
     return QStringLiteral(":/images/%1%2.png").arg(name, QLatin1String(suffix));
 }
 
+// Kept, because loading one decodes three files; pixmaps must not outlive the application.
+QHash<QString, QIcon>& loadedImages() {
+    static QHash<QString, QIcon> images;
+    if (images.isEmpty()) {
+        qAddPostRoutine([] { loadedImages().clear(); });
+    }
+    return images;
+}
+
 QPixmap rendition(const QPainter& painter, const QIcon& image) {
     return image.pixmap(corvid::imageSize(image), painter.device()->devicePixelRatioF());
 }
@@ -24,6 +35,11 @@ QPixmap rendition(const QPainter& painter, const QIcon& image) {
 namespace corvid {
 
 QIcon imageNamed(const QString& name) {
+    QHash<QString, QIcon>& loaded = loadedImages();
+    const auto known = loaded.constFind(name);
+    if (known != loaded.constEnd()) {
+        return *known;
+    }
     registerImages();
     QIcon image;
     for (const char* suffix : {"", "@2x", "@3x"}) {
@@ -32,13 +48,16 @@ QIcon imageNamed(const QString& name) {
             image.addFile(path);
         }
     }
+    loaded.insert(name, image);
     return image;
 }
 
+// No larger ones: adding a file decodes it, and a large one takes as long as the rest of the
+// window.
 QIcon programIcon() {
     registerImages();
     QIcon icon;
-    for (const char* size : {"16", "24", "32", "48", "64", "128", "256", "512"}) {
+    for (const char* size : {"16", "24", "32", "48", "64", "128"}) {
         icon.addFile(pathOf(QStringLiteral("cachemanager_"), size));
     }
     return icon;

@@ -3,6 +3,7 @@
 #include "MacCacheManager/UISettings.h"
 #include "MacCacheManager/ViewGeometry.h"
 
+#include <QGridLayout>
 #include <QPainter>
 
 void StatisticsView::awakeFromNib() {
@@ -16,7 +17,10 @@ void StatisticsView::awakeFromNib() {
 }
 
 void StatisticsView::paintEvent(QPaintEvent* /*event*/) {
-    const auto drawing = corvid::statisticsDrawing(rect(), *UISettings::instance());
+    // The row grows with the system's font.
+    const auto* grid = qobject_cast<const QGridLayout*>(layout());
+    const qreal titleHeight = grid != nullptr ? grid->cellRect(0, 0).height() : 0.0;
+    const auto drawing = corvid::statisticsDrawing(rect(), *UISettings::instance(), titleHeight);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.fillPath(drawing.boxShape, drawing.boxColor);

@@ -1,5 +1,6 @@
 #include "MacCacheManager/ToolbarButton.h"
 
+#include "MacCacheManager/Fonts.h"
 #include "MacCacheManager/ImageResources.h"
 #include "MacCacheManager/QuartzUtils.h"
 #include "MacCacheManager/UISettings.h"
@@ -25,9 +26,7 @@ constexpr float kRadius = 5.0F;
 } // namespace
 
 ToolbarButton::ToolbarButton(QWidget* parent) : QToolButton(parent) {
-    QFont title = font();
-    title.setPixelSize(kTitleSize);
-    setFont(title);
+    setFont(systemFontOfSize(kTitleSize));
     setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_Hover);
 }

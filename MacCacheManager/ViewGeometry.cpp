@@ -53,15 +53,17 @@ QRectF selectedRowRectangle(const QRectF& row) {
     return row.adjusted(0.0, 1.0, 0.0, 0.0);
 }
 
-StatisticsDrawing statisticsDrawing(const QRectF& bounds, const UISettings& colors) {
+StatisticsDrawing statisticsDrawing(const QRectF& bounds, const UISettings& colors,
+                                    qreal titleHeight) {
     constexpr qreal kInsetX = 20.0;
     constexpr qreal kInsetY = 5.0;
     constexpr float kRadius = 5.0F;
-    constexpr qreal kTitleHeight = 22.0;
+    constexpr qreal kUsualTitleHeight = 22.0;
     const QRectF box = bounds.adjusted(kInsetX, kInsetY, -kInsetX, -kInsetY);
-    return {box, QuartzUtils::bezierPathWithRoundedRect(box, kRadius), colors.getClrFillSecondary(),
-            QRectF(box.left(), box.top() + kTitleHeight, box.width(), 1.0),
-            colors.getClrFillPrimary()};
+    return {
+        box, QuartzUtils::bezierPathWithRoundedRect(box, kRadius), colors.getClrFillSecondary(),
+        QRectF(box.left(), box.top() + std::max(titleHeight, kUsualTitleHeight), box.width(), 1.0),
+        colors.getClrFillPrimary()};
 }
 
 bool isVerticalScroller(const QSizeF& bounds) {

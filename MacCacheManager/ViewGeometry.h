@@ -52,7 +52,9 @@ struct StatisticsDrawing {
     QRectF separator;
     QColor separatorColor;
 };
-StatisticsDrawing statisticsDrawing(const QRectF& bounds, const UISettings& colors);
+// The title row's height is at least the usual one.
+StatisticsDrawing statisticsDrawing(const QRectF& bounds, const UISettings& colors,
+                                    qreal titleHeight = 0.0);
 
 enum class ArrowArrangement { AtBothEnds, GroupedAtFarEnd };
 enum class ScrollerLine { Decrement, Increment };

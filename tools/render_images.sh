@@ -9,7 +9,7 @@ cd "$(dirname "$0")/../MacCacheManager/resources"
 for size in 16 24 32 48; do
     rsvg-convert -w "$size" -h "$size" -o "cachemanager_$size.png" cachemanager_small.svg
 done
-for size in 64 128 256 512; do
+for size in 64 128; do
     rsvg-convert -w "$size" -h "$size" -o "cachemanager_$size.png" cachemanager.svg
 done
 

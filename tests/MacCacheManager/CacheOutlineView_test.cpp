@@ -3,8 +3,10 @@
 #include "MacCacheManager/AEScroller.h"
 #include "MacCacheManager/DarkCornerView.h"
 #include "MacCacheManager/DarkHeaderView.h"
+#include "MacCacheManager/platform/date_formatter.h"
 #include "tests/support/outline_fixture.h"
 
+#include <QDateTime>
 #include <QHeaderView>
 #include <QScrollBar>
 #include <QSignalSpy>
@@ -171,6 +173,20 @@ TEST_F(OutlineSetUp, ColumnsFollowTheViewsWidth) {
     QTest::qWait(1);
     EXPECT_EQ(view.columnWidth(0), before + 100);
     EXPECT_GE(view.columnWidth(3), 150);
+}
+
+TEST_F(OutlineSetUp, ColumnsGrowWithTheFont) {
+    QFont large = view.font();
+    large.setPixelSize(30);
+    view.setFont(large);
+    const QFontMetrics metrics(large);
+    for (int month = 1; month <= 12; ++month) {
+        const QDateTime time(QDate(2026, month, 23), QTime(22, 55, 55));
+        const QString date = corvid::shortDateTime(time.toSecsSinceEpoch());
+        EXPECT_GT(view.columnWidth(3), metrics.horizontalAdvance(date)) << date.toStdString();
+    }
+    EXPECT_GT(view.columnWidth(1), metrics.horizontalAdvance(QStringLiteral("999.99 MB")));
+    EXPECT_GT(view.columnWidth(2), metrics.horizontalAdvance(QStringLiteral("1000000")));
 }
 
 TEST_F(OutlineSetUp, ANarrowViewLeavesTheFirstColumnItsMinimum) {

@@ -65,6 +65,13 @@ TEST(StatisticsDrawing, SeparatorCrossesTheBoxBelowTheTitleRow) {
     EXPECT_EQ(drawing.separatorColor, colors.getClrFillPrimary());
 }
 
+TEST(StatisticsDrawing, SeparatorFollowsATitleRowThatGrewWithTheFont) {
+    const UISettings colors(-100);
+    const QRectF bounds(0, 0, 300, 100);
+    EXPECT_EQ(corvid::statisticsDrawing(bounds, colors, 35).separator, QRectF(20, 40, 260, 1));
+    EXPECT_EQ(corvid::statisticsDrawing(bounds, colors, 15).separator, QRectF(20, 27, 260, 1));
+}
+
 TEST(Scroller, OnlyNarrowerThanHighIsVertical) {
     EXPECT_TRUE(corvid::isVerticalScroller(QSizeF(15, 16)));
     EXPECT_FALSE(corvid::isVerticalScroller(QSizeF(15, 15)));
