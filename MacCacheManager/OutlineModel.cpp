@@ -2,6 +2,15 @@
 
 using corvid::OutlineColumn;
 
+namespace {
+
+// A tool tip takes a text that looks like markup for markup.
+QString asPlainToolTip(const QString& text) {
+    return text.contains(u'<') ? QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped()) : text;
+}
+
+} // namespace
+
 OutlineModel::OutlineModel(const CacheDataSource& dataSource, QObject* parent)
     : QAbstractItemModel(parent), m_dataSource(dataSource) {}
 
@@ -187,8 +196,9 @@ QVariant OutlineModel::data(const QModelIndex& index, int role) const {
         return m_dataSource.outlineViewObjectValueForTableColumn(columnIdentifier(column),
                                                                  row.node);
     case Qt::ToolTipRole:
-        return column == OutlineColumn::CacheType ? QString::fromUtf8(row.node->getName())
-                                                  : QVariant();
+        return column == OutlineColumn::CacheType
+                   ? asPlainToolTip(QString::fromUtf8(row.node->getName()))
+                   : QVariant();
     case Qt::TextAlignmentRole:
         return QVariant::fromValue<Qt::Alignment>(
             Qt::AlignVCenter |

@@ -140,8 +140,9 @@ void appendLine(const char* tag, const char* format, std::va_list arguments) {
     const long now = static_cast<long>(std::time(nullptr));
     maro_localAscTime(&now, stamp, kStampSize);
 
-    const int file =
-        ::open(maroLogFile, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, 0666);
+    // The log's folder may be everybody's: neither the text nor the mode goes through a link.
+    const int file = ::open(
+        maroLogFile, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0666);
     if (file >= 0) {
         {
             LogLine line(file);
@@ -158,9 +159,12 @@ void appendLine(const char* tag, const char* format, std::va_list arguments) {
             line.appendFormatted(format, arguments);
             line.append("\n");
         }
+        static_cast<void>(::fchmod(file, 0666));
         ::close(file);
+    } else {
+        [[maybe_unused]] const int result =
+            ::fchmodat(AT_FDCWD, maroLogFile, 0666, AT_SYMLINK_NOFOLLOW);
     }
-    static_cast<void>(::chmod(maroLogFile, 0666));
 }
 
 void writeLine(const char* tag, const char* format, std::va_list arguments)

@@ -1,6 +1,7 @@
 #include "runtime/maro_log.h"
 #include "store/KavroPISSFrameCache.h"
-#include "store/directory_walk.h"
+#include "store/directory_scan.h"
+#include "store/removal_walk.h"
 
 #include <cstring>
 
@@ -10,59 +11,82 @@
 
 namespace {
 
-// Files that nobody may write are protected, although the system would remove them.
-bool isWriteProtected(int directory, const char* name) {
-    struct stat status {};
-    constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
-    return ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISREG(status.st_mode) && (status.st_mode & kAnyWrite) == 0;
-}
+using corvid::RemovalStep;
 
 bool removeFile(int directory, const char* name) {
-    return !isWriteProtected(directory, name) && ::unlinkat(directory, name, 0) == 0;
+    return !corvid::isWriteProtected(directory, name) && ::unlinkat(directory, name, 0) == 0;
 }
 
-// Removes what a walk meets: files at once, directories when they are left.
+// Removes what a walk below `start` meets: files at once, directories when all in them is gone.
 class Remover {
 public:
-    Remover(std::function<bool(const std::string&)> isAllowed,
+    Remover(std::string start, std::function<bool(const std::string&)> isAllowed,
             const KavroPISSFrameCache::Progress& progress)
-        : m_isAllowed(std::move(isAllowed)), m_progress(progress) {}
+        : m_start(std::move(start)), m_isAllowed(std::move(isAllowed)), m_progress(progress) {}
 
-    bool file(int directory, const std::string& path, const char* name) {
-        const std::string filePath = join(path, name);
-        if (!m_isAllowed(filePath)) {
-            maro_logError("DeleteDirectory: Failed sanity on file path '%s'\n", filePath.c_str());
-            return false;
+    // Whether to go on.
+    bool take(RemovalStep& step) {
+        switch (step.kind) {
+        case RemovalStep::Kind::Files:
+        case RemovalStep::Kind::Protected:
+            return removeFiles(step);
+        case RemovalStep::Kind::Unreadable:
+            maro_logError("DeleteDirectory::GetDirectoryOrFileList( '%s' ) failed\n",
+                          step.path.c_str());
+            return true;
+        case RemovalStep::Kind::Directory:
+            return removeDirectory(step);
+        case RemovalStep::Kind::Abandoned:
+            logAbandoned(step.path);
+            return true;
         }
-        if (!removeFile(directory, name)) {
-            maro_logError("DeleteDirectory: Failed to DeleteFile '%s'\n", filePath.c_str());
-            return false;
-        }
-        ++m_files;
-        if (m_progress) {
-            m_progress(m_files);
-        }
-        return true;
-    }
-    bool cannotOpen(const std::string& path) {
-        maro_logError("DeleteDirectory::GetDirectoryOrFileList( '%s' ) failed\n", path.c_str());
         return false;
     }
-    bool leave(int parent, const char* name, const std::string& path) {
-        if (::unlinkat(parent, name, AT_REMOVEDIR) != 0) {
-            maro_logError("DeleteDirectory: Failed to rmdirX top level '%s'\n", path.c_str());
-            return false;
+
+private:
+    bool removeFiles(RemovalStep& step) {
+        const bool isProtected = step.kind == RemovalStep::Kind::Protected;
+        while (const char* name = step.names.next()) {
+            const std::string path = step.path + "/" + name;
+            if (!m_isAllowed(path)) {
+                maro_logError("DeleteDirectory: Failed sanity on file path '%s'\n", path.c_str());
+                return abandon(step.path);
+            }
+            if (isProtected || ::unlinkat(step.directory.get(), name, 0) != 0) {
+                maro_logError("DeleteDirectory: Failed to DeleteFile '%s'\n", path.c_str());
+                // The walk ends at a protected file by itself and tells what it abandons.
+                return isProtected || abandon(step.path);
+            }
+            ++m_files;
+            if (m_progress) {
+                m_progress(m_files);
+            }
         }
         return true;
     }
-    void abandoned(const std::string& path) {
+
+    bool removeDirectory(RemovalStep& step) {
+        if (::unlinkat(step.directory.get(), step.names.next(), AT_REMOVEDIR) == 0) {
+            return true;
+        }
+        maro_logError("DeleteDirectory: Failed to rmdirX top level '%s'\n", step.path.c_str());
+        return abandon(step.path);
+    }
+
+    // Ends the removal inside a directory.
+    bool abandon(std::string path) const {
+        for (; path.size() > m_start.size(); path.resize(path.rfind('/'))) {
+            logAbandoned(path);
+        }
+        return false;
+    }
+
+    static void logAbandoned(const std::string& path) {
         maro_logError("DeleteDirectory: DeleteDirectory recursive call on %s failed\n",
                       path.c_str());
     }
-    static std::string join(const std::string& path, const char* name) { return path + "/" + name; }
 
-private:
+    std::string m_start;
     std::function<bool(const std::string&)> m_isAllowed;
     const KavroPISSFrameCache::Progress& m_progress;
     std::uint64_t m_files = 0;
@@ -108,9 +132,10 @@ corvid::UniqueFd KavroPISSFrameCache::openParentOf(const std::string& path,
 }
 
 bool KavroPISSFrameCache::removeContents(corvid::UniqueFd directory, const std::string& path) {
-    Remover remover([this](const std::string& file) { return passesSanityCheck(file); },
-                    m_progress);
-    return corvid::DirectoryWalk<Remover>(remover).run(std::move(directory), path);
+    Remover remover(
+        path, [this](const std::string& file) { return passesSanityCheck(file); }, m_progress);
+    return corvid::walkForRemoval(std::move(directory), path,
+                                  [&remover](RemovalStep& step) { return remover.take(step); });
 }
 
 int KavroPISSFrameCache::DeleteDirectory(const char* path) {

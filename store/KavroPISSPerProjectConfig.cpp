@@ -136,9 +136,10 @@ bool KavroPISSPerProjectConfig::Commit() {
     std::string text = kVersionTag + std::to_string(kVersion) + "\n";
     const corvid::FormatResult format = m_store.formatLinesUnlocked(text);
     // What could not be read must not be replaced by what little is known of it.
-    const corvid::ReplaceResult result = m_read != corvid::ReadResult::Unreadable
-                                             ? corvid::replaceTextFile(m_path->c_str(), text)
-                                             : corvid::ReplaceResult{};
+    const corvid::ReplaceResult result =
+        m_read != corvid::ReadResult::Unreadable
+            ? corvid::replaceTextFile(m_path->c_str(), text, corvid::LinkRule::Refuse)
+            : corvid::ReplaceResult{};
     if (!result.opened) {
         maro_logWarning("Per Project Commit: Cannot open generic config file '%s' for writing\n",
                         m_path->c_str());

@@ -26,6 +26,7 @@ public:
         }
         return true;
     }
+    bool filesEnded() { return true; }
     bool cannotOpen(const std::string& /*path*/) { return true; }
     bool leave(int /*parent*/, const char* /*name*/, const std::string& /*path*/) { return true; }
     void abandoned(const std::string& /*path*/) {}

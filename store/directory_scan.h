@@ -9,7 +9,6 @@
 
 namespace corvid {
 
-enum class LinkRule { Follow, Refuse };
 enum class EntryKind { File, Directory };
 
 // One name of a directory; the text is valid until the next call of DirectoryScan::next().

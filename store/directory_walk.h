@@ -41,12 +41,13 @@ private:
 // The visitor supplies
 //   bool file(int directory, const std::string& path, const char* name)
 //        for each entry that is not a directory; path is the directory's;
+//   bool filesEnded()                               after a directory's last file;
 //   bool cannotOpen(const std::string& path)        for a directory that cannot be opened;
 //   bool leave(int parent, const char* name, const std::string& path)
 //        after a directory's contents, not called for the starting directory;
 //   static std::string join(const std::string& path, const char* name)
 //        the path of an entry: the directory's path, at most one "/", the name.
-// The first three return whether to go on. When one returns false the walk ends; then, from the
+// The first four return whether to go on. When one returns false the walk ends; then, from the
 // innermost outwards,
 //   void abandoned(const std::string& path)
 // is called for each directory below the starting one that was being walked.
@@ -123,7 +124,7 @@ private:
                 return false;
             }
         }
-        return true;
+        return m_visitor.filesEnded();
     }
 
     bool stay(DirectoryScan& scan, PackedNames subdirectories, std::size_t parentPathLength) {

@@ -5,6 +5,7 @@
 #include "store/kvp_line.h"
 #include "store/text_file.h"
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <map>
@@ -98,10 +99,10 @@ std::string_view cutHash(std::string_view hash) {
     return hash.substr(0, kTableHashLength);
 }
 
-bool fitsTableLine(const std::string& hash, const std::string& key) {
+bool fitsTableLine(std::string_view hash, std::string_view key) {
     const auto isBlank = [](char character) { return character == ' ' || character == '\t'; };
-    return !hash.empty() && hash.find_first_of(" \t\n") == std::string::npos && !key.empty() &&
-           !isBlank(key.front()) && key.find('\n') == std::string::npos &&
+    return !hash.empty() && hash.find_first_of(" \t\n") == std::string_view::npos && !key.empty() &&
+           !isBlank(key.front()) && key.find('\n') == std::string_view::npos &&
            hash.size() + 1 + key.size() <= kLinePiece;
 }
 
@@ -113,35 +114,44 @@ HashTable::HashTable(const HashTable& other) : m_hashesWithoutKey(other.m_hashes
     }
 }
 
-std::string HashTable::pairText(std::string_view hash, std::string_view key) {
-    std::string text;
-    text.reserve(hash.size() + 1 + key.size());
-    return text.append(cutHash(hash)).append(1, '\0').append(key);
+std::size_t HashTable::EntryHash::operator()(const Entry& entry) const {
+    constexpr std::size_t kFactor = 31; // so that a pair and its exchange differ
+    const std::hash<std::string_view> hashOfText;
+    return hashOfText(entry.hash) * kFactor + hashOfText(entry.key);
+}
+
+std::string_view HashTable::keep(std::string_view text) {
+    auto* copy = static_cast<char*>(m_memory.allocate(text.size() + 1, 1));
+    *std::copy(text.begin(), text.end(), copy) = '\0';
+    return {copy, text.size()};
 }
 
 bool HashTable::add(std::string_view hash, std::string_view key) {
-    if (!m_pairs.insert(pairText(hash, key)).second) {
+    if (contains(hash, key)) {
         return false;
     }
-    const Entry& entry =
-        m_entries.emplace_back(Entry{std::string(cutHash(hash)), std::string(key)});
-    m_byHash.emplace(entry.hash, &entry);
+    const Entry& entry = m_entries.emplace_back(Entry{keep(cutHash(hash)), keep(key)});
+    if (!m_byHash.emplace(entry.hash, &entry).second) {
+        m_laterPairs.insert(entry);
+    }
     m_byKey.emplace(entry.key, &entry);
     return true;
 }
 
 bool HashTable::contains(std::string_view hash, std::string_view key) const {
-    return m_pairs.count(pairText(hash, key)) > 0;
+    const Entry pair{cutHash(hash), key};
+    const auto first = m_byHash.find(pair.hash);
+    return first != m_byHash.end() && (first->second->key == key || m_laterPairs.count(pair) > 0);
 }
 
 const char* HashTable::keyOf(std::string_view hash) const {
     const auto found = m_byHash.find(hash);
-    return found != m_byHash.end() ? found->second->key.c_str() : nullptr;
+    return found != m_byHash.end() ? found->second->key.data() : nullptr;
 }
 
 const char* HashTable::hashOf(std::string_view key) const {
     const auto found = m_byKey.find(key);
-    return found != m_byKey.end() ? found->second->hash.c_str() : nullptr;
+    return found != m_byKey.end() ? found->second->hash.data() : nullptr;
 }
 
 std::string HashTable::text() const {
@@ -161,7 +171,7 @@ std::string HashTable::text() const {
 }
 
 bool HashTable::fitsFile(std::string_view hash, std::string_view key) {
-    return fitsTableLine(std::string(cutHash(hash)), std::string(key));
+    return fitsTableLine(cutHash(hash), key);
 }
 
 ReadResult HashTable::readFile(const char* path) {
@@ -247,7 +257,7 @@ int KeyTable::write(const char* path) const {
     // A table that is there but could not be read must not be replaced by what little is known of
     // it.
     const bool isWritable = path != nullptr && m_read != ReadResult::Unreadable;
-    if (!isWritable || !replaceTextFile(path, text).written) {
+    if (!isWritable || !replaceTextFile(path, text, LinkRule::Refuse).written) {
         maro_logError("Write%sHashTable: Could not open '%s' for writing\n", m_level,
                       path != nullptr ? path : "uninitialized");
         return 0;

@@ -12,6 +12,7 @@
 
 #include <deque>
 #include <memory>
+#include <memory_resource>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -52,16 +53,28 @@ public:
     const std::vector<std::string>& hashesWithoutKey() const { return m_hashesWithoutKey; }
 
 private:
+    // Both texts end with a zero byte, which their lengths do not count.
     struct Entry {
-        std::string hash;
-        std::string key;
+        std::string_view hash;
+        std::string_view key;
     };
-    static std::string pairText(std::string_view hash, std::string_view key);
+    struct EntryHash {
+        std::size_t operator()(const Entry& entry) const;
+    };
+    struct SameEntry {
+        bool operator()(const Entry& left, const Entry& right) const {
+            return left.hash == right.hash && left.key == right.key;
+        }
+    };
+    std::string_view keep(std::string_view text);
 
-    std::deque<Entry> m_entries; // a deque, because the indices below point into its texts
-    std::unordered_map<std::string_view, const Entry*> m_byHash;
-    std::unordered_map<std::string_view, const Entry*> m_byKey;
-    std::unordered_set<std::string> m_pairs;
+    // Entries are only ever added and go together, so one heap of memory serves them all.
+    std::pmr::monotonic_buffer_resource m_memory;
+    std::pmr::deque<Entry> m_entries{&m_memory}; // a deque: the indices point to its entries
+    std::pmr::unordered_map<std::string_view, const Entry*> m_byHash{&m_memory};
+    std::pmr::unordered_map<std::string_view, const Entry*> m_byKey{&m_memory};
+    // The entries that are not the first with their hash; hardly any table has one.
+    std::pmr::unordered_set<Entry, EntryHash, SameEntry> m_laterPairs{&m_memory};
     std::vector<std::string> m_hashesWithoutKey;
 };
 

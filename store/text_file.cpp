@@ -228,11 +228,13 @@ void stripLineFeed(char* line) {
     }
 }
 
-ReplaceResult replaceTextFile(const char* path, const std::string& text) {
-    const std::string target = resolved(path);
-    UniqueFd file(::open(target.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+ReplaceResult replaceTextFile(const char* path, const std::string& text, LinkRule rule) {
+    const bool follows = rule == LinkRule::Follow;
+    const int flags = O_CLOEXEC | O_NONBLOCK | (follows ? 0 : O_NOFOLLOW);
+    const std::string target = follows ? resolved(path) : path;
+    UniqueFd file(::open(target.c_str(), O_RDWR | flags));
     if (!file.isOpen() && errno == EACCES) {
-        file.reset(::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
+        file.reset(::open(target.c_str(), O_WRONLY | flags));
     }
     if (file.isOpen()) {
         return replaceExisting(target, file.get(), text);
@@ -241,17 +243,17 @@ ReplaceResult replaceTextFile(const char* path, const std::string& text) {
         return {};
     }
     // A new file: whoever opens it sees it empty or whole.
-    constexpr int kCreate = O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK;
-    UniqueFd created(::open(target.c_str(), kCreate | O_EXCL, 0666));
+    UniqueFd created(::open(target.c_str(), O_RDWR | O_CREAT | O_EXCL | flags, 0666));
     const bool isOurs = created.isOpen();
     if (!isOurs &&
         errno == EEXIST) { // another process was quicker, or a link leads to a missing file
-        created.reset(::open(target.c_str(), kCreate, 0666));
+        created.reset(::open(target.c_str(), O_RDWR | O_CREAT | flags, 0666));
     }
     if (!created.isOpen()) {
         return {};
     }
-    const ReplaceResult result = replaceExisting(resolved(path), created.get(), text);
+    const ReplaceResult result =
+        replaceExisting(follows ? resolved(path) : target, created.get(), text);
     if (!result.written && isOurs) {
         ::unlink(target.c_str());
     }

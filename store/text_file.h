@@ -73,7 +73,8 @@ void stripLineFeed(char* line);
 
 // Puts `text` in place of a file's contents, or makes the file. The text is written beside the file
 // and renamed over it, so that a full disk, a failing write, a second writer or the end of the
-// process leaves either the old text or the new one. A link keeps pointing to the file. Where no
+// process leaves either the old text or the new one. A link keeps pointing to the file; with
+// LinkRule::Refuse, for folders that others may write to, it is not opened. Where no
 // file can be made in the directory, or the file has other names or another owner, it is rewritten
 // in place, and the old text is put back when that fails. Opened false: the file may not be
 // written, as errno tells. Written false: it could be opened but the text did not reach it.
@@ -81,6 +82,7 @@ struct ReplaceResult {
     bool opened = false;
     bool written = false;
 };
-ReplaceResult replaceTextFile(const char* path, const std::string& text);
+ReplaceResult replaceTextFile(const char* path, const std::string& text,
+                              LinkRule rule = LinkRule::Follow);
 
 } // namespace corvid

@@ -6,6 +6,9 @@
 
 namespace corvid {
 
+// What opening does with a name that is a link.
+enum class LinkRule { Follow, Refuse };
+
 // Owns one file descriptor and closes it; -1 is none.
 class UniqueFd {
 public:

@@ -10,7 +10,6 @@ namespace corvid::bench {
 
 namespace {
 
-constexpr int kTreesPerProcess = 3; // so that the start of a process does not count
 constexpr int kRounds = 11;
 constexpr int kTableRounds = 41; // a difference of two in a hundred has to show
 
@@ -18,9 +17,7 @@ void compareTrees(Bench& bench, const std::string& figure, const Shape& single,
                   const Shape& twofold) {
     const Cache cache = bench.caches.cache(single);
     const Cache larger = bench.caches.cache(twofold);
-    const Runs runs = alternate(
-        {bench.buildTree(cache, kTreesPerProcess), bench.buildTree(larger, kTreesPerProcess)},
-        kRounds);
+    const Runs runs = alternate({bench.buildTree(cache), bench.buildTree(larger)}, kRounds);
     bench.report.add("growth of the tree", figure, ratioOf(runs[1], runs[0], cpuOf), "x",
                      between(1.9, 2.1));
 }
@@ -83,9 +80,13 @@ void compareTables(Bench& bench) {
 } // namespace
 
 void measureGrowth(Bench& bench) {
-    const int projects = bench.scaled(60);
-    compareTrees(bench, "twice the features", {projects, 2, 3, 250}, {2 * projects, 2, 3, 250});
-    compareTrees(bench, "twice the frames", {projects, 2, 3, 250}, {projects, 2, 3, 500});
+    // Large enough that the start of a process and the caches of the processor do not count.
+    const Shape twofold = bench.millionFrames();
+    const Shape single{twofold.projects / 2, twofold.compositions, twofold.features,
+                       twofold.frames};
+    compareTrees(bench, "twice the features", single, twofold);
+    compareTrees(bench, "twice the frames", single,
+                 {single.projects, single.compositions, single.features, 2 * single.frames});
     compareTables(bench);
 }
 

@@ -331,4 +331,9 @@ TEST_F(OutlineModelTest, TheWholeNameIsTheFirstColumnsToolTip) {
     EXPECT_FALSE(model.index(0, 1).data(Qt::ToolTipRole).isValid());
 }
 
+TEST_F(OutlineModelTest, ANameWithMarkupIsShownAsItStandsInTheToolTip) {
+    project(0)->setName("/Jobs/<b>%1</b>.aep");
+    EXPECT_EQ(model.index(0, 0).data(Qt::ToolTipRole), "<qt>/Jobs/&lt;b&gt;%1&lt;/b&gt;.aep</qt>");
+}
+
 } // namespace

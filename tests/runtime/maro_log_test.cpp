@@ -20,6 +20,7 @@ using corvid::test::EnvironmentGuard;
 using corvid::test::exists;
 using corvid::test::FailNth;
 using corvid::test::makeDirectory;
+using corvid::test::readFile;
 using corvid::test::ShortWrites;
 using corvid::test::writeFile;
 using ::testing::AllOf;
@@ -202,6 +203,17 @@ TEST_F(MaroLogTest, ALogPathThatIsADirectoryStaysADirectoryWithOpenPermissions) 
     const std::string folder = root.path("private/tmp/folder.log");
     EXPECT_EQ(permissions(folder), 0666U);
     EXPECT_EQ(::rmdir(folder.c_str()), 0) << "something was written below the directory";
+}
+
+TEST_F(MaroLogTest, NeitherLinesNorPermissionsGoThroughALink) {
+    const std::string target = root.path("private/tmp/target");
+    writeFile(target, "kept");
+    ASSERT_EQ(::chmod(target.c_str(), 0600), 0);
+    ASSERT_EQ(::symlink(target.c_str(), root.path("private/tmp/link.log").c_str()), 0);
+    initializeAndDetermineMaroLogging("link.log", "/tmp");
+    maro_logError("dropped");
+    EXPECT_EQ(readFile(target), "kept");
+    EXPECT_EQ(permissions(target), 0600U);
 }
 
 TEST_F(MaroLogTest, ALogInAMissingFolderIsDroppedSilently) {

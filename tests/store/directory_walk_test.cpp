@@ -49,6 +49,7 @@ struct Recorder {
         EXPECT_EQ(0, ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW));
         return note("file " + join(path, name));
     }
+    bool filesEnded() { return true; }
     bool cannotOpen(const std::string& path) { return note("closed " + path); }
     bool leave(int parent, const char* name, const std::string& path) {
         struct stat status {};
@@ -67,6 +68,7 @@ struct Counter {
     std::size_t longest = 0;
 
     bool file(int, const std::string&, const char*) { return ++files > 0; }
+    bool filesEnded() { return true; }
     bool cannotOpen(const std::string&) { return false; }
     bool leave(int, const char*, const std::string& path) {
         longest = std::max(longest, path.size());

@@ -341,6 +341,17 @@ TEST_F(KeyTableTest, AnUnwritableFileIsAnErrorThatKeepsTheEntryInMemory) {
     EXPECT_THAT(root.logMessages(), ElementsAre(message, message));
 }
 
+TEST_F(KeyTableTest, ATableThatIsALinkIsReadButNotWrittenThrough) {
+    const std::string path = root.path("linked.txt");
+    writeFile(file(), "h k\n");
+    ASSERT_EQ(0, ::symlink(file().c_str(), path.c_str()));
+    EXPECT_EQ(1, table.read(path.c_str()));
+    EXPECT_EQ(0, table.add(path.c_str(), "h2", "k2", true));
+    EXPECT_EQ("h k\n", readFile(file()));
+    EXPECT_TRUE(root.hasLogged("ERROR\tWriteProjectHashTable: Could not open '" + path +
+                               "' for writing\n"));
+}
+
 TEST_F(KeyTableTest, AFullDiskKeepsTheOldTable) {
     writeFile(file(), "h k\n");
     table.read(file().c_str());

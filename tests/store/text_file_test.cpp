@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -176,6 +177,29 @@ TEST_F(TextFileTest, ALeftOverSiblingOfThisProcessIsNoHindrance) {
     const FailNth failing(Call::Open, 1, EEXIST, ".new");
     EXPECT_TRUE(replaceTextFile(file().c_str(), "new").written);
     EXPECT_EQ(1, failing.failures());
+    EXPECT_EQ("new", readFile(file()));
+}
+
+TEST_F(TextFileTest, ALinkKeepsPointingToTheFile) {
+    writeFile(file(), "old");
+    ASSERT_EQ(0, ::symlink("some.txt", root.path("link").c_str()));
+    EXPECT_TRUE(replaceTextFile(root.path("link").c_str(), "new").written);
+    EXPECT_EQ("new", readFile(file()));
+    EXPECT_EQ("some.txt", std::filesystem::read_symlink(root.path("link")));
+}
+
+TEST_F(TextFileTest, NothingIsWrittenThroughALinkThatIsRefused) {
+    writeFile(file(), "old");
+    for (const char* target : {"some.txt", "missing.txt"}) {
+        const std::string link = root.path("link");
+        ASSERT_EQ(0, ::symlink(target, link.c_str()));
+        EXPECT_FALSE(replaceTextFile(link.c_str(), "new", corvid::LinkRule::Refuse).opened);
+        EXPECT_EQ(target, std::filesystem::read_symlink(link));
+        EXPECT_FALSE(corvid::test::exists(root.path("missing.txt")));
+        ASSERT_EQ(0, ::unlink(link.c_str()));
+    }
+    EXPECT_EQ("old", readFile(file()));
+    EXPECT_TRUE(replaceTextFile(file().c_str(), "new", corvid::LinkRule::Refuse).written);
     EXPECT_EQ("new", readFile(file()));
 }
 

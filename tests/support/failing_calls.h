@@ -29,7 +29,7 @@ enum class Call {
     RemoveDir,    // rmdir, unlinkat with AT_REMOVEDIR
     MakeDir,      // mkdir
     Status,       // stat, lstat, fstat, fstatat
-    ChangeMode,   // chmod, fchmod
+    ChangeMode,   // chmod, fchmod, fchmodat
     Resolve,      // realpath
     Lock,         // flock
     Duplicate,    // fcntl with F_DUPFD or F_DUPFD_CLOEXEC
