@@ -26,6 +26,15 @@ std::unique_ptr<FrameCacheEntry> makeNode(int type, const char* name, const char
     return node;
 }
 
+// Adds a node to its parent; null, and nothing added, when there is no memory for its texts.
+FrameCacheEntry* addNode(FrameCacheEntry* parent, int type, const char* name, const char* path,
+                         const char* cacheRoot) {
+    std::unique_ptr<FrameCacheEntry> node = makeNode(type, name, path, parent, cacheRoot);
+    const bool isWhole = node->getName() != nullptr && node->getPath() != nullptr &&
+                         node->getPathToRootCache() != nullptr;
+    return isWhole ? parent->addChild(std::move(node)) : nullptr;
+}
+
 // Steps a prepared level `count` times; a step that gives nothing still uses up its turn.
 template <class Count, class Step, class Use>
 void stepLevel(Count count, Step step, Use use) {
@@ -142,8 +151,7 @@ void CacheDataSource::addProjectsOfRoot(const std::string& root) {
         [&cache] { return cache.GetNumberOfProjects(); },
         [&cache](char** path, char** name) { return cache.GetNextItemInProjectList(path, name); },
         [this, &root](const char* path, const char* name) {
-            m_rootNode->addChild(
-                makeNode(corvid::kProjectNode, name, path, m_rootNode.get(), root.c_str()));
+            addNode(m_rootNode.get(), corvid::kProjectNode, name, path, root.c_str());
         });
 }
 
@@ -196,14 +204,18 @@ bool CacheDataSource::addWalkedProject(FrameCacheEntry* project,
     const std::string directory = std::string(project->getPath()) + "/";
     logModelOpened(projects, compositions);
     logLevel("Composition", directory, walked);
+    std::vector<FrameCacheEntry*> compositionNodes;
     for (const corvid::WalkedComposition& item : walked.items) {
-        project->addChild(makeNode(corvid::kCompositionNode, item.key.c_str(),
-                                   (directory + item.directory).c_str(), project,
-                                   project->getPathToRootCache()));
+        compositionNodes.push_back(addNode(project, corvid::kCompositionNode, item.key.c_str(),
+                                           (directory + item.directory).c_str(),
+                                           project->getPathToRootCache()));
     }
     bool isReadAheadValid = true;
     for (std::size_t i = 0; i < walked.items.size(); ++i) {
-        FrameCacheEntry* composition = project->getChildAt(static_cast<int>(i));
+        FrameCacheEntry* composition = compositionNodes[i];
+        if (composition == nullptr) {
+            continue;
+        }
         isReadAheadValid = isReadAheadValid && walked.items[i].isNamedByKey;
         if (isReadAheadValid) {
             addWalkedComposition(composition, walked.items[i].features, projects, compositions);
@@ -223,9 +235,12 @@ void CacheDataSource::addWalkedComposition(FrameCacheEntry* composition,
     logModelOpened(projects, compositions);
     logLevel("Feature", directory, walked);
     for (const corvid::WalkedFeature& item : walked.items) {
-        auto feature =
-            makeNode(corvid::kFeatureNode, item.name.c_str(), (directory + item.name).c_str(),
-                     composition, composition->getPathToRootCache());
+        FrameCacheEntry* feature =
+            addNode(composition, corvid::kFeatureNode, item.name.c_str(),
+                    (directory + item.name).c_str(), composition->getPathToRootCache());
+        if (feature == nullptr) {
+            continue;
+        }
         const corvid::DirectoryMeasure measure = item.parts.total();
         corvid::logUnreadableFiles(measure);
         feature->setFileSize(measure.bytes);
@@ -237,7 +252,6 @@ void CacheDataSource::addWalkedComposition(FrameCacheEntry* composition,
         }
         const long newest = measure.newest != 0 ? measure.newest : std::time(nullptr);
         feature->setModifiedTime(static_cast<int>(newest));
-        composition->addChild(std::move(feature));
     }
 }
 
@@ -251,8 +265,8 @@ void CacheDataSource::addCompsToNode(FrameCacheEntry* project, const char* proje
                   return cache.GetNextItemInCompositionList(path, name);
               },
               [project](const char* path, const char* name) {
-                  project->addChild(makeNode(corvid::kCompositionNode, name, path, project,
-                                             project->getPathToRootCache()));
+                  addNode(project, corvid::kCompositionNode, name, path,
+                          project->getPathToRootCache());
               });
     for (int i = 0; i < project->getNumberOfChildren(); ++i) {
         FrameCacheEntry* composition = project->getChildAt(i);
@@ -270,12 +284,14 @@ void CacheDataSource::addFeaturesToNode(FrameCacheEntry* composition, const char
         [&cache] { return cache.GetNumberOfFeatures(); },
         [&cache](char** path, char** name) { return cache.GetNextItemInFeatureList(path, name); },
         [&](const char* path, const char* name) {
-            auto feature = makeNode(corvid::kFeatureNode, name, path, composition,
-                                    composition->getPathToRootCache());
+            FrameCacheEntry* feature = addNode(composition, corvid::kFeatureNode, name, path,
+                                               composition->getPathToRootCache());
+            if (feature == nullptr) {
+                return;
+            }
             feature->setFileSize(PISSGetSizeOfDirectoryContents(path));
             feature->setFileCount(static_cast<int>(PISSGetFileCount(path)));
-            setLastModifiedDate(feature.get(), projectName, compName, name);
-            composition->addChild(std::move(feature));
+            setLastModifiedDate(feature, projectName, compName, name);
         });
 }
 

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -48,25 +49,39 @@ std::string configPath() {
     return corvid::productPath(assignCorvidProRootConfigDirectoryPath) + "Config.txt";
 }
 
-void addIfMissing(KavroPISSConfig& config, const DefaultSetting& setting) {
+// False when there is no memory for it.
+bool addIfMissing(KavroPISSConfig& config, const DefaultSetting& setting) {
     if (setting.text == nullptr) {
         int present = 0;
-        if (!config.GetItem(&present, kDefaultScope, setting.key)) {
-            config.Add(kDefaultScope, setting.key, setting.number);
-        }
-        return;
+        return config.GetItem(&present, kDefaultScope, setting.key) ||
+               config.Add(kDefaultScope, setting.key, setting.number);
     }
     char* present = nullptr;
     if (config.GetItem(&present, kDefaultScope, setting.key)) {
         std::free(present);
-        return;
+        return true;
     }
     int asInteger = 0;
     if (config.GetItem(&asInteger, kDefaultScope, setting.key)) {
-        return; // present with the other type: an odd value is kept like any other
+        return true; // present with the other type: an odd value is kept like any other
     }
     const std::string path = setting.path != nullptr ? corvid::productPath(setting.path) : "";
-    config.Add(kDefaultScope, setting.key, setting.path != nullptr ? path.c_str() : setting.text);
+    return config.Add(kDefaultScope, setting.key,
+                      setting.path != nullptr ? path.c_str() : setting.text);
+}
+
+// Whether the settings, as they are in the file, are all there.
+bool addMissingSettings() {
+    KavroPISSConfig config;
+    if (config.IsValid() == 0) {
+        maro_logError("%s Persistent information store is invalid!", kProduct);
+        return false;
+    }
+    bool isComplete = true;
+    for (const DefaultSetting& setting : kDefaults) {
+        isComplete = addIfMissing(config, setting) && isComplete;
+    }
+    return isComplete && config.Commit();
 }
 
 bool checked(corvid::AddResult result) {
@@ -89,6 +104,9 @@ KavroPISSConfig::~KavroPISSConfig() {
 
 void KavroPISSConfig::read() {
     m_read = corvid::readLines(m_path.c_str(), [this](char* line) { return readLine(line); });
+    if (m_isCut) {
+        m_read = corvid::ReadResult::Unreadable;
+    }
     if (m_read != corvid::ReadResult::Whole) {
         maro_logWarning("Cannot open generic config file '%s' for reading\n", m_path.c_str());
         m_valid = 0;
@@ -113,9 +131,11 @@ bool KavroPISSConfig::readLine(char* line) {
         return false;
     }
     const char* value = fields.value != nullptr ? fields.value : "";
-    const bool isKept = isString ? Add(fields.scope, fields.key, value)
-                                 : Add(fields.scope, fields.key, corvid::decimalValue(value));
-    if (!isKept) {
+    const corvid::AddResult result =
+        isString ? m_store.add(fields.scope, fields.key, value)
+                 : m_store.add(fields.scope, fields.key, corvid::decimalValue(value));
+    if (!checked(result)) {
+        m_isCut = m_isCut || result == corvid::AddResult::OutOfMemory;
         maro_logWarning("Cannot keep a line without a key, or one that is too long, of generic "
                         "config file '%s'\n",
                         m_path.c_str());
@@ -125,6 +145,7 @@ bool KavroPISSConfig::readLine(char* line) {
 
 void KavroPISSConfig::initializePISSConfig() {
     const std::string path = configPath();
+    bool isOurs = false;
     if (!corvid::openTextFile(path.c_str()).isOpen()) {
         // Only a missing file is created: one that exists but cannot be read must not be emptied.
         const bool isMissing = errno == ENOENT;
@@ -138,17 +159,13 @@ void KavroPISSConfig::initializePISSConfig() {
                 kProduct);
             return;
         }
+        isOurs = true;
     }
     maro_log("Validating %s Persisitent Information Store Configuration.", kProduct);
-    KavroPISSConfig config;
-    if (config.IsValid() == 0) {
-        maro_logError("%s Persistent information store is invalid!", kProduct);
-        return;
+    // A file without the defaults would be taken for one that was set up.
+    if (!addMissingSettings() && isOurs) {
+        ::unlink(path.c_str());
     }
-    for (const DefaultSetting& setting : kDefaults) {
-        addIfMissing(config, setting);
-    }
-    config.Commit();
 }
 
 bool KavroPISSConfig::Commit() {

@@ -62,6 +62,7 @@ private:
 
     int m_valid = 1;
     corvid::ReadResult m_read = corvid::ReadResult::Whole;
+    bool m_isCut = false; // there was no memory for all of the file
     corvid::KvpStore m_store;
     std::string m_path;
 };

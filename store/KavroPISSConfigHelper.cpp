@@ -183,7 +183,8 @@ int KavroPISSConfigHelper::addOrUpdateRegistryStringSetting(const char* name, co
                 name, key);
             result = 0;
         }
-    } else if (registry.Add(name, key, value) == 0) {
+    } else if (registry.ChangeItem(name, key, value) == 0 && // no memory for the copy only
+               registry.Add(name, key, value) == 0) {
         maro_logError("Unable to ADD to the persistent REGISTRY storage item for: [%s] [%s]", name,
                       key);
         result = 0;

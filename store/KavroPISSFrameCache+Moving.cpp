@@ -1,5 +1,6 @@
 #include "runtime/maro_log.h"
 #include "store/KavroPISSFrameCache.h"
+#include "store/PISSMD5.h"
 #include "store/directory_measure.h"
 #include "store/shell_command.h"
 
@@ -8,6 +9,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -22,6 +24,11 @@ std::string withSeparator(std::string root) {
         root.append(1, '/');
     }
     return root;
+}
+
+bool isDirectory(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 // Counts the files of a growing copy now and then: never for more than a tenth of the time.
@@ -59,7 +66,8 @@ bool KavroPISSFrameCache::copyAcross(const std::string& from, const std::string&
     if (m_progress) {
         tick = CopyProgress(to, m_progress);
     }
-    if (corvid::runShellCommand(command, tick) != 0) {
+    // Where the directory could not be made, a single composition would be copied as if it were it.
+    if (!isDirectory(to) || corvid::runShellCommand(command, tick) != 0) {
         maro_logError("File Copy failed.");
         return false;
     }
@@ -140,8 +148,14 @@ int KavroPISSFrameCache::RenameProject(const char* oldProjectName, const char* n
         return 0;
     }
     const std::string destination = newCacheRoot != nullptr ? withSeparator(newCacheRoot) : *source;
-    const KavroPISSFrameCache renamed(source->c_str(), newProjectName);
-    const corvid::OwnedText newHash = renamed.m_projectTable.hashOf(newProjectName);
+    KavroPISSFrameCache renamed(source->c_str());
+    char hash[corvid::kPrintableHashSize];
+    _MD5GetPrintableHash(newProjectName, hash);
+    // A directory that the table could name but does not would hide those behind it.
+    const bool isRecorded = renamed.AddProjectHashTable(hash, newProjectName, true) != 0 ||
+                            !corvid::HashTable::fitsFile(hash, newProjectName);
+    const corvid::OwnedText newHash =
+        isRecorded ? renamed.m_projectTable.hashOf(newProjectName) : nullptr;
     if (newHash == nullptr) {
         maro_logError("RenameProject: FindProjectNameHashGivenKey[%s] failed\n", newProjectName);
         return 0;

@@ -49,6 +49,9 @@ KavroPISSFrameCacheRegistry::KavroPISSFrameCacheRegistry()
 
 void KavroPISSFrameCacheRegistry::read() {
     m_read = corvid::readLines(m_path.c_str(), [this](char* line) { return readLine(line); });
+    if (m_isCut) {
+        m_read = corvid::ReadResult::Unreadable;
+    }
 }
 
 bool KavroPISSFrameCacheRegistry::readLine(char* line) {
@@ -66,6 +69,7 @@ bool KavroPISSFrameCacheRegistry::readLine(char* line) {
                         fields.type, fields.key);
         return false;
     } else if (AddWithoutHashing(fields.scope, fields.key, fields.value) == 0) {
+        m_isCut = m_isCut || corvid::fitsKvpLine(fields.scope, fields.key, fields.value);
         maro_logWarning("PersisentFrameCacheRegistry: line too long for key: %s", fields.key);
     }
     return true;

@@ -69,6 +69,7 @@ private:
     corvid::OwnedList<sFrameCacheRegistryEntry, corvid::destroyRegistryEntry> m_entries;
     std::string m_path;
     corvid::ReadResult m_read = corvid::ReadResult::Whole;
+    bool m_isCut = false; // there was no memory for all of the file
 };
 
 namespace corvid {

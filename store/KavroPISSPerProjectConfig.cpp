@@ -101,6 +101,9 @@ void KavroPISSPerProjectConfig::read() {
         return std::exchange(isHeader, false) ? *line != '\0' && isHeaderOfOurs(line)
                                               : readLine(line);
     });
+    if (m_isCut) {
+        m_read = corvid::ReadResult::Unreadable;
+    }
 }
 
 bool KavroPISSPerProjectConfig::readLine(char* line) {
@@ -123,6 +126,7 @@ bool KavroPISSPerProjectConfig::readLine(char* line) {
         return false;
     }
     if (!isKept) {
+        m_isCut = m_isCut || corvid::fitsKvpLine(fields.scope, fields.key, fields.value);
         maro_logWarning("PerProjectConfig: line too long for key: %s", fields.key);
     }
     return true;

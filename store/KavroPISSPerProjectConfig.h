@@ -75,4 +75,5 @@ private:
     std::optional<std::string> m_projectFolder;
     std::optional<std::string> m_path;
     corvid::ReadResult m_read = corvid::ReadResult::Missing;
+    bool m_isCut = false; // there was no memory for all of the file
 };

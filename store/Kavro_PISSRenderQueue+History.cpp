@@ -63,14 +63,19 @@ bool appendRecord(int file, const std::string& record) {
     return false;
 }
 
-// The number after the one in the counter file: 1 when there is none, nothing when it is the last.
+// The number after the one in the counter file: 1 when there is none, nothing when it is the last
+// or cannot be read.
 std::optional<int> nextBackupNumber(const char* counterPath) {
     corvid::UniqueFd file = corvid::openTextFile(counterPath);
     if (!file.isOpen()) {
-        return 1;
+        return corvid::unopenedFile() == corvid::ReadResult::Missing ? std::optional(1)
+                                                                     : std::nullopt;
     }
     corvid::LineReader lines(std::move(file));
     char* line = lines.next();
+    if (lines.failed()) {
+        return std::nullopt;
+    }
     if (line == nullptr) {
         return 1;
     }

@@ -113,7 +113,7 @@ int PISSGetDirectoryOrFileList(const char* path, int searchForType,
         *queueTail = entry;
         ++*count;
     }
-    return 1;
+    return scan.failed() ? 0 : 1;
 }
 
 int PISSCreateDirectoryPath(const char* path) {

@@ -37,6 +37,8 @@ public:
     int descriptor() const { return m_directory.get(); }
     // Fills the entry; false at the end or when the system reports an error.
     bool next(DirectoryEntry& entry);
+    // Whether next() ended at an error of the system rather than at the end of the directory.
+    bool failed() const { return m_failed; }
     // Ends the reading and hands the open directory over.
     UniqueFd takeDescriptor() { return std::move(m_directory); }
 
@@ -47,6 +49,7 @@ private:
 
     UniqueFd m_directory;
     std::unique_ptr<Listing> m_listing;
+    bool m_failed = false;
 };
 
 } // namespace corvid

@@ -1,5 +1,6 @@
 #include "store/directory_scan.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -45,9 +46,12 @@ DirectoryScan::~DirectoryScan() = default;
 const char* DirectoryScan::nextName(unsigned char& type) {
     Listing& listing = *m_listing;
     if (listing.position == listing.end) {
-        const long length =
-            ::syscall(SYS_getdents64, m_directory.get(), listing.buffer, Listing::kSize);
+        long length = 0;
+        do {
+            length = ::syscall(SYS_getdents64, m_directory.get(), listing.buffer, Listing::kSize);
+        } while (length < 0 && errno == EINTR);
         if (length <= 0) {
+            m_failed = length < 0 && errno != ENOENT; // a directory that is gone holds nothing
             return nullptr;
         }
         listing.position = 0;

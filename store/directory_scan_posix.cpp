@@ -1,5 +1,7 @@
 #include "store/directory_scan.h"
 
+#include <cerrno>
+
 #include <dirent.h>
 #include <fcntl.h>
 
@@ -29,11 +31,14 @@ DirectoryScan::~DirectoryScan() = default;
 
 const char* DirectoryScan::nextName(unsigned char& type) {
     if (m_listing->stream == nullptr) {
+        m_failed = true;
         return nullptr;
     }
+    errno = 0;
     // Each scan has a stream of its own, so readdir is safe on any thread.
     const dirent* entry = ::readdir(m_listing->stream); // NOLINT(concurrency-mt-unsafe)
     if (entry == nullptr) {
+        m_failed = errno != 0 && errno != ENOENT; // a directory that is gone holds nothing
         return nullptr;
     }
     type = entry->d_type;

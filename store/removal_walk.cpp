@@ -138,8 +138,8 @@ bool walk(UniqueFd directory, const std::string& path, Scout scout) {
 bool isWriteProtected(int directory, const char* name) {
     struct stat status {};
     constexpr mode_t kAnyWrite = S_IWUSR | S_IWGRP | S_IWOTH;
-    return ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-           S_ISREG(status.st_mode) && (status.st_mode & kAnyWrite) == 0;
+    return ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+           (S_ISREG(status.st_mode) && (status.st_mode & kAnyWrite) == 0);
 }
 
 bool walkForRemoval(UniqueFd directory, const std::string& path,

@@ -27,7 +27,7 @@ struct RemovalStep {
 };
 
 // Whether nobody may write a file; such a file is protected from removal, although the system would
-// remove it.
+// remove it. So is one that cannot be asked.
 bool isWriteProtected(int directory, const char* name);
 
 // Calls `take` on this thread for each step of an open directory's contents, itself left out, until

@@ -126,8 +126,13 @@ private:
     bool m_renamed = false;
 };
 
-bool mayBeReplaced(const struct stat& status) {
-    return status.st_nlink == 1 && status.st_uid == ::geteuid() && status.st_gid == ::getegid();
+// A new file may take the name when nobody misses the old one: no other name, no other owner, and
+// no link that the name is.
+bool mayBeReplaced(const std::string& path, const struct stat& status) {
+    struct stat named {};
+    return status.st_nlink == 1 && status.st_uid == ::geteuid() && status.st_gid == ::getegid() &&
+           ::lstat(path.c_str(), &named) == 0 && named.st_dev == status.st_dev &&
+           named.st_ino == status.st_ino;
 }
 
 // The file that a link leads to, so that the link itself stays.
@@ -141,7 +146,7 @@ ReplaceResult replaceExisting(const std::string& path, int file, const std::stri
     if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) {
         return {};
     }
-    if (mayBeReplaced(status)) {
+    if (mayBeReplaced(path, status)) {
         SiblingFile sibling(path, 0600);
         if (sibling.isOpen()) {
             const bool written = writeAll(sibling.get(), text.data(), text.size(), 0) &&

@@ -323,6 +323,21 @@ HostileCache::HostileCache(std::string path, const std::string& guarded,
     const UniqueFd root = openDirectory(AT_FDCWD, m_path.c_str(), LinkRule::Follow);
     RootBuilder(numbers, builder, options.isDeep).add(root.get(), m_projects);
     writeTables();
+    writeDecoys(guarded);
+}
+
+// Whoever follows a link there in the place of a project or of a composition finds what it looks
+// for.
+void HostileCache::writeDecoys(const std::string& guarded) const {
+    for (const HostileProject& project : m_projects) {
+        for (const HostileComposition& composition : project.compositions) {
+            for (const std::string& feature : composition.features) {
+                writeFile(guarded + "/" + feature + "/00000000.raw", "kept");
+                writeFile(guarded + "/" + composition.directory + "/" + feature + "/00000000.raw",
+                          "kept");
+            }
+        }
+    }
 }
 
 void HostileCache::writeTables() const {

@@ -37,7 +37,7 @@ struct HostileOptions {
 class HostileCache {
 public:
     // Makes the root `path` (no "/" at its end). Links lead to the folder `guarded`, to "inner" and
-    // to "file" in it, upwards, to themselves and to nothing.
+    // to "file" in it, upwards, to themselves and to nothing. The folder gets what the cache names.
     HostileCache(std::string path, const std::string& guarded, const HostileOptions& options);
 
     const std::string& path() const { return m_path; }
@@ -45,6 +45,7 @@ public:
 
 private:
     void writeTables() const;
+    void writeDecoys(const std::string& guarded) const;
 
     std::string m_path;
     std::vector<HostileProject> m_projects;
