@@ -1,5 +1,5 @@
 # The project's commands, one line each; what they do is in tools/. ARGS="..." goes to the program that is run.
-.PHONY: run test bench fuzz pictures lint format clean install-deps
+.PHONY: run test bench fuzz reliability pictures lint format clean install-deps
 
 run:
 	@tools/run.sh $(ARGS)
@@ -12,6 +12,9 @@ bench:
 
 fuzz:
 	@tools/fuzz.sh $(ARGS)
+
+reliability:
+	@tools/reliability.sh $(ARGS)
 
 pictures:
 	@tools/pictures.sh

@@ -1,5 +1,7 @@
 #include "benchmarks/driver/figures.h"
 
+#include <algorithm>
+
 namespace corvid::bench {
 
 namespace {
@@ -9,14 +11,18 @@ struct OtherReader {
     std::vector<std::string> words;
 };
 
-std::vector<OtherReader> otherReaders(const std::string& directory) {
-    std::vector<OtherReader> readers = {{"du", {"du", "-s", "--apparent-size", directory}}};
-    if (isInstalled("ncdu")) {
-        readers.push_back({"ncdu", {"ncdu", "-0", "-o", "/dev/null", directory}});
-    }
-    if (isInstalled("gdu")) {
-        readers.push_back({"gdu", {"gdu", "-n", "-p", directory}});
-    }
+// The programs that tell disk usage without a window, as far as they are installed.
+std::vector<OtherReader> otherReaders(const std::string& directory, const std::string& scratch) {
+    std::vector<OtherReader> readers = {
+        {"du", {"du", "-s", "--apparent-size", directory}},
+        {"ncdu", {"ncdu", "-0", "-o", "/dev/null", directory}},
+        {"gdu", {"gdu", "-n", "-p", directory}},
+        {"duc", {"duc", "index", "-q", "-d", scratch + ".duc", directory}},
+        {"agedu", {"agedu", "--no-progress", "-f", scratch + ".agedu", "-s", directory}}};
+    readers.erase(
+        std::remove_if(readers.begin(), readers.end(),
+                       [](const OtherReader& reader) { return !isInstalled(reader.name); }),
+        readers.end());
     return readers;
 }
 
@@ -27,7 +33,7 @@ std::string titleOf(const Shape& shape) {
 
 void measureTimes(Bench& bench, const Shape& shape, double bound) {
     const Cache cache = bench.caches.cache(shape);
-    const std::vector<OtherReader> others = otherReaders(cache.cacheRoot);
+    const std::vector<OtherReader> others = otherReaders(cache.cacheRoot, bench.scratchFile());
     std::vector<Command> commands = {bench.limit(cache), bench.buildTree(cache)};
     for (const OtherReader& other : others) {
         commands.push_back({other.words});

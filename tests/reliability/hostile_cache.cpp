@@ -2,6 +2,7 @@
 
 #include "store/directory_scan.h"
 #include "store/unique_fd.h"
+#include "tests/reliability/runs.h"
 #include "tests/support/frame_cache_levels.h"
 #include "tests/support/product_root.h"
 #include "tools/sample_plan.h"
@@ -17,7 +18,7 @@
 namespace corvid::test {
 namespace {
 
-constexpr int kNestLevels = 4000;
+constexpr int kNestLevels = kSanitized ? 1000 : 4000;
 constexpr std::size_t kLongestName = 255;
 
 std::string randomBytes(SampleNumbers& numbers, std::size_t length) {
