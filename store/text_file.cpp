@@ -126,13 +126,25 @@ private:
     bool m_renamed = false;
 };
 
-// A new file may take the name when nobody misses the old one: no other name, no other owner, and
-// no link that the name is.
-bool mayBeReplaced(const std::string& path, const struct stat& status) {
+// What is to be done with a file that was opened for rewriting.
+enum class Rewriting {
+    Replace, // nobody misses the old one: it has no other name, no other owner
+    InPlace,
+    StartAgain, // the name is another file's by now. Whoever still writes to the one that was
+                // opened changes it under its last readers, and for nobody else to see.
+};
+
+Rewriting rewritingOf(const std::string& path, const struct stat& status) {
     struct stat named {};
-    return status.st_nlink == 1 && status.st_uid == ::geteuid() && status.st_gid == ::getegid() &&
-           ::lstat(path.c_str(), &named) == 0 && named.st_dev == status.st_dev &&
-           named.st_ino == status.st_ino;
+    if (::lstat(path.c_str(), &named) != 0) {
+        return errno == ENOENT ? Rewriting::StartAgain : Rewriting::InPlace;
+    }
+    if (named.st_dev != status.st_dev || named.st_ino != status.st_ino) {
+        return S_ISLNK(named.st_mode) ? Rewriting::InPlace : Rewriting::StartAgain;
+    }
+    return status.st_nlink == 1 && status.st_uid == ::geteuid() && status.st_gid == ::getegid()
+               ? Rewriting::Replace
+               : Rewriting::InPlace;
 }
 
 // The file that a link leads to, so that the link itself stays.
@@ -141,20 +153,59 @@ std::string resolved(const char* path) {
     return real != nullptr ? real.get() : path;
 }
 
-ReplaceResult replaceExisting(const std::string& path, int file, const std::string& text) {
+// Nothing when it has to be started again.
+std::optional<ReplaceResult> replaceExisting(const std::string& path, int file,
+                                             const std::string& text) {
     struct stat status {};
     if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) {
-        return {};
+        return ReplaceResult{};
     }
-    if (mayBeReplaced(path, status)) {
+    const Rewriting rewriting = rewritingOf(path, status);
+    if (rewriting == Rewriting::StartAgain) {
+        return std::nullopt;
+    }
+    if (rewriting == Rewriting::Replace) {
         SiblingFile sibling(path, 0600);
         if (sibling.isOpen()) {
             const bool written = writeAll(sibling.get(), text.data(), text.size(), 0) &&
                                  sibling.takeAttributes(status) && sibling.renameTo(path);
-            return {true, written};
+            return ReplaceResult{true, written};
         }
     }
-    return {true, rewriteInPlace(file, text)};
+    return ReplaceResult{true, rewriteInPlace(file, text)};
+}
+
+std::optional<ReplaceResult> tryToReplace(const char* path, const std::string& text,
+                                          LinkRule rule) {
+    const bool follows = rule == LinkRule::Follow;
+    const int flags = O_CLOEXEC | O_NONBLOCK | (follows ? 0 : O_NOFOLLOW);
+    const std::string target = follows ? resolved(path) : path;
+    UniqueFd file(::open(target.c_str(), O_RDWR | flags));
+    if (!file.isOpen() && errno == EACCES) {
+        file.reset(::open(target.c_str(), O_WRONLY | flags));
+    }
+    if (file.isOpen()) {
+        return replaceExisting(target, file.get(), text);
+    }
+    if (errno != ENOENT) {
+        return ReplaceResult{};
+    }
+    // A new file: whoever opens it sees it empty or whole.
+    UniqueFd created(::open(target.c_str(), O_RDWR | O_CREAT | O_EXCL | flags, 0666));
+    const bool isOurs = created.isOpen();
+    if (!isOurs &&
+        errno == EEXIST) { // another process was quicker, or a link leads to a missing file
+        created.reset(::open(target.c_str(), O_RDWR | O_CREAT | flags, 0666));
+    }
+    if (!created.isOpen()) {
+        return ReplaceResult{};
+    }
+    const std::optional<ReplaceResult> result =
+        replaceExisting(follows ? resolved(path) : target, created.get(), text);
+    if (result && !result->written && isOurs) {
+        ::unlink(target.c_str());
+    }
+    return result;
 }
 
 } // namespace
@@ -234,35 +285,13 @@ void stripLineFeed(char* line) {
 }
 
 ReplaceResult replaceTextFile(const char* path, const std::string& text, LinkRule rule) {
-    const bool follows = rule == LinkRule::Follow;
-    const int flags = O_CLOEXEC | O_NONBLOCK | (follows ? 0 : O_NOFOLLOW);
-    const std::string target = follows ? resolved(path) : path;
-    UniqueFd file(::open(target.c_str(), O_RDWR | flags));
-    if (!file.isOpen() && errno == EACCES) {
-        file.reset(::open(target.c_str(), O_WRONLY | flags));
+    constexpr int kMostAttempts = 1000; // each that fails is another process's commit
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        if (const std::optional<ReplaceResult> result = tryToReplace(path, text, rule)) {
+            return *result;
+        }
     }
-    if (file.isOpen()) {
-        return replaceExisting(target, file.get(), text);
-    }
-    if (errno != ENOENT) {
-        return {};
-    }
-    // A new file: whoever opens it sees it empty or whole.
-    UniqueFd created(::open(target.c_str(), O_RDWR | O_CREAT | O_EXCL | flags, 0666));
-    const bool isOurs = created.isOpen();
-    if (!isOurs &&
-        errno == EEXIST) { // another process was quicker, or a link leads to a missing file
-        created.reset(::open(target.c_str(), O_RDWR | O_CREAT | flags, 0666));
-    }
-    if (!created.isOpen()) {
-        return {};
-    }
-    const ReplaceResult result =
-        replaceExisting(follows ? resolved(path) : target, created.get(), text);
-    if (!result.written && isOurs) {
-        ::unlink(target.c_str());
-    }
-    return result;
+    return {.opened = true, .written = false};
 }
 
 } // namespace corvid
