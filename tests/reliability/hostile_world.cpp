@@ -4,6 +4,7 @@
 #include "store/unique_fd.h"
 #include "tools/sample_plan.h"
 
+#include <csignal>
 #include <filesystem>
 #include <new>
 #include <stdexcept>
@@ -200,6 +201,7 @@ void HostileWorld::expectOutsideUntouched() const {
 Disturber::Disturber(const HostileWorld& world, std::uint64_t seed) {
     m_process = startChild(
         [&] {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL); // not to be left behind by a test that is ended
             Changes changes(world, seed);
             while (*m_stop == 0) {
                 *m_changes += changes.makeOne() ? 1 : 0;

@@ -85,9 +85,9 @@ bool confineChangesTo(const std::string& path);
 // caches are deep. An assertion in the body fails the test.
 template <class Body>
 void forEachHostileWorld(const ProductRoot& root, HostileOptions options, Body body) {
-    constexpr std::uint64_t kCachesPerNest = 50;
-    constexpr std::uint64_t kNestingCache = 11; // of each fifty
-    constexpr unsigned kPatience = 250;         // some disks take milliseconds for each directory
+    constexpr std::uint64_t kCachesPerNest = 51; // odd, so that both kinds of process get them
+    constexpr std::uint64_t kNestingCache = 11;  // of those
+    constexpr unsigned kPatience = 250;          // some disks take milliseconds for each directory
     letOthersIn(root);
     const std::string folder = root.path("world");
     const auto seeds = static_cast<std::uint64_t>(reliabilityRuns(kSanitized ? 12 : 60));
