@@ -9,6 +9,7 @@
 #include "MacCacheManager/platform/date_formatter.h"
 
 #include <QDateTime>
+#include <QEvent>
 #include <QMenu>
 #include <QScrollBar>
 
