@@ -14,7 +14,7 @@ namespace {
 constexpr int kSpinnerSize = 16;
 constexpr int kSpokes = 12;
 constexpr int kRepaintInterval = 50; // milliseconds
-constexpr int kFontSize = 11;
+constexpr int kLineFontSize = 11;
 
 } // namespace
 
@@ -25,7 +25,7 @@ ActivityView::ActivityView(QWidget* parent) : QWidget(parent), m_label(new QLabe
     row->addSpacing(kSpinnerSize + 8);
     m_label->setTextFormat(Qt::PlainText);
     m_label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    m_label->setFont(corvid::systemFontOfSize(kFontSize));
+    m_label->setFont(corvid::systemFontOfSize(kLineFontSize));
     m_label->setObjectName(QStringLiteral("m_labelActivity"));
     m_label->setAccessibleName(tr("What is being done"));
     m_label->setMinimumWidth(1); // a long line is cut rather than widening the window

@@ -21,7 +21,7 @@ constexpr int kPaddingTop = 5;
 constexpr int kPaddingBottom = 4;
 constexpr int kGap = 1;
 constexpr int kNarrowest = 64;
-constexpr float kRadius = 5.0F;
+constexpr float kPlateRadius = 5.0F;
 
 } // namespace
 
@@ -52,7 +52,7 @@ void ToolbarButton::paintEvent(QPaintEvent* /*event*/) {
 void ToolbarButton::drawPlate(QPainter* painter) const {
     const UISettings& colors = *UISettings::instance();
     const QRectF plate = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5);
-    const QPainterPath shape = QuartzUtils::bezierPathWithRoundedRect(plate, kRadius);
+    const QPainterPath shape = QuartzUtils::bezierPathWithRoundedRect(plate, kPlateRadius);
     const bool pressed = isDown() || isChecked();
     if (pressed) {
         painter->fillPath(shape, colors.getClrScrollSlotGradStart());

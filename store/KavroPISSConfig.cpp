@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr char kProduct[] = "Corvid Pro";
 constexpr char kDefaultScope[] = "default";
 
 struct DefaultSetting {
@@ -74,7 +73,7 @@ bool addIfMissing(KavroPISSConfig& config, const DefaultSetting& setting) {
 bool addMissingSettings() {
     KavroPISSConfig config;
     if (config.IsValid() == 0) {
-        maro_logError("%s Persistent information store is invalid!", kProduct);
+        maro_logError("%s Persistent information store is invalid!", corvid::kProductName);
         return false;
     }
     bool isComplete = true;
@@ -150,18 +149,18 @@ void KavroPISSConfig::initializePISSConfig() {
         // Only a missing file is created: one that exists but cannot be read must not be emptied.
         const bool isMissing = errno == ENOENT;
         maro_log("%s Persistent Information Store has not been initialized. Creating Config.",
-                 kProduct);
+                 corvid::kProductName);
         const corvid::UniqueFd created(
             isMissing ? ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666) : -1);
         if (!created.isOpen()) {
             maro_logError(
                 "Unable to create Persistent Storage Config File. %s installation may be corrupt.",
-                kProduct);
+                corvid::kProductName);
             return;
         }
         isOurs = true;
     }
-    maro_log("Validating %s Persisitent Information Store Configuration.", kProduct);
+    maro_log("Validating %s Persisitent Information Store Configuration.", corvid::kProductName);
     // A file without the defaults would be taken for one that was set up.
     if (!addMissingSettings() && isOurs) {
         ::unlink(path.c_str());

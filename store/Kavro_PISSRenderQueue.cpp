@@ -20,7 +20,6 @@ void destroyRenderQueueEntry(sRenderQueueItemEntry* entry) {
 
 namespace {
 
-constexpr char kProduct[] = "Corvid Pro";
 constexpr char kDirectoryKey[] = "DirectoryLocationOfRenderQueue";
 constexpr char kSourceName[] = "Kavro_PISSRenderQueue";
 
@@ -34,7 +33,7 @@ std::string queueDirectory() {
     if (setting == nullptr || *setting.get() == '\0') {
         maro_logError("RenderQueue::RenderQueue : Could not get General Config item default:%s\n",
                       kDirectoryKey);
-        maro_logError("Installation of Fernwick %s could be corrupt.", kProduct);
+        maro_logError("Installation of Fernwick %s could be corrupt.", corvid::kProductName);
         return corvid::productPath(assignCorvidProRenderQueueDefaultDirectoryPath);
     }
     std::string directory = setting.get();

@@ -12,7 +12,6 @@ namespace corvid {
 
 namespace {
 
-constexpr std::int64_t kDay = 86400; // seconds
 constexpr std::uint64_t kDaysOfDates = 730;
 constexpr const char* kFeatures[] = {"SPEC_PREVIEW", "SPEC_RENDER", "PROXY"};
 

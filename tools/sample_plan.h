@@ -10,6 +10,8 @@
 
 namespace corvid {
 
+inline constexpr std::int64_t kDay = 86400; // seconds
+
 // Frame files are numbered from 0; every size lies between the two bounds, every date at or before
 // `newest`.
 struct FeaturePlan {

@@ -19,7 +19,6 @@ namespace corvid {
 namespace {
 
 constexpr std::int64_t kMinute = 60;
-constexpr std::int64_t kDay = 86400;
 
 std::string hashOf(const std::string& key) {
     char hash[kPrintableHashSize];

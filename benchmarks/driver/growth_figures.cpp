@@ -10,14 +10,14 @@ namespace corvid::bench {
 
 namespace {
 
-constexpr int kRounds = 11;
+constexpr int kGrowthRounds = 11;
 constexpr int kTableRounds = 41; // a difference of two in a hundred has to show
 
 void compareTrees(Bench& bench, const std::string& figure, const Shape& single,
                   const Shape& twofold) {
     const Cache cache = bench.caches.cache(single);
     const Cache larger = bench.caches.cache(twofold);
-    const Runs runs = alternate({bench.buildTree(cache), bench.buildTree(larger)}, kRounds);
+    const Runs runs = alternate({bench.buildTree(cache), bench.buildTree(larger)}, kGrowthRounds);
     bench.report.add("growth of the tree", figure, ratioOf(runs[1], runs[0], cpuOf), "x",
                      between(1.9, 2.1));
 }
