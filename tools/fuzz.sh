@@ -88,7 +88,7 @@ case $#:${1:-} in
 *) usage ;;
 esac
 
-tools/install_dependencies.sh build fuzz
+tools/install_dependencies.sh build clang
 tools/build.sh fuzz fuzzers
 mkdir -p "$folder/log" "$folder/findings"
 

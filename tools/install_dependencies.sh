@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the given groups need: build (compile everything), display (a virtual X server, a session
 # bus and valgrind, for tests and machines without a screen), lint (the formatter and the linter), bench
-# (what the benchmarks measure with and against), fuzz (the fuzzing compiler).
+# (what the benchmarks measure with and against), clang (the compiler of the sanitized builds and the fuzz targets).
 #
 # Asks dpkg first and touches no network when nothing is missing. Installs through apt-get as root or
 # through a sudo that asks nothing; otherwise it says what is missing and ends with status 1.
@@ -13,9 +13,9 @@ packages_of() {
     display) echo xvfb dbus-daemon valgrind ;;
     lint) echo clang-format-14 clang-tidy-14 ;;
     bench) echo strace pkg-config libfuse3-dev ncdu gdu duc-nox agedu ;;
-    fuzz) echo clang-14 libclang-rt-14-dev llvm-14 ;;
+    clang) echo clang-14 libclang-rt-14-dev llvm-14 ;;
     *)
-        echo "install_dependencies.sh: unknown group '$1' (build, display, lint, bench or fuzz)" >&2
+        echo "install_dependencies.sh: unknown group '$1' (build, display, lint, bench or clang)" >&2
         return 1
         ;;
     esac
@@ -28,7 +28,7 @@ commands_of() {
     display) echo Xvfb dbus-daemon ;;
     lint) echo clang-format-14 clang-tidy-14 ;;
     bench) echo strace pkg-config ;;
-    fuzz) echo clang++-14 ;;
+    clang) echo clang++-14 ;;
     esac
 }
 

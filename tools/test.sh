@@ -8,7 +8,9 @@ preset=$1
 folder=build/$preset
 rm -f "$folder/tests.txt"
 
-tools/install_dependencies.sh build display
+groups=(build display)
+[[ $preset != asan-ubsan && $preset != tsan ]] || groups+=(clang)
+tools/install_dependencies.sh "${groups[@]}"
 tools/build.sh "$preset"
 
 status=0

@@ -56,7 +56,10 @@ protected:
         std::vector<std::string> messages;
         for (int backup = 0; backup < 10; ++backup) {
             const std::string file = root.logFile() + "." + std::to_string(backup) + ".txt";
-            for (const std::string& line : exists(file) ? linesOf(file) : kNone) {
+            if (!exists(file)) {
+                continue;
+            }
+            for (const std::string& line : linesOf(file)) {
                 messages.push_back(line.substr(line.find(">\t<Thread=") + 2));
                 messages.back().erase(0, messages.back().find('\t') + 1);
             }
@@ -72,9 +75,6 @@ protected:
             ::unlink((root.logFile() + "." + std::to_string(backup) + ".txt").c_str());
         }
     }
-
-private:
-    const std::vector<std::string> kNone;
 };
 
 TEST_F(FailingLogTest, AFailingCallCostsAtMostItsOwnLine) {

@@ -11,6 +11,8 @@ namespace corvid::test {
 namespace {
 
 constexpr int kMostCalls = 1000; // an operation that makes more does not end
+// A sanitized program is slow, and the calls that follow each other take much the same way.
+constexpr int kStep = kSanitized ? 3 : 1;
 
 std::set<std::string> pathsOf(const Disk& one, const Disk& other, const Disk& third) {
     std::set<std::string> paths;
@@ -124,11 +126,13 @@ int FailingCallsRun::failEachCall() {
 
 int FailingCallsRun::failEachCall(const Kind& kind) {
     int nth = 1;
+    int failures = 0;
     while (nth < kMostCalls && runOnce(kind, nth)) {
-        ++nth;
+        nth += kStep;
+        ++failures;
     }
     EXPECT_LT(nth, kMostCalls) << kind.name << " never stops failing";
-    return nth - 1;
+    return failures;
 }
 
 bool FailingCallsRun::runOnce(const Kind& kind, int nth) {

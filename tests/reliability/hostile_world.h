@@ -90,7 +90,7 @@ void forEachHostileWorld(const ProductRoot& root, HostileOptions options, Body b
     constexpr unsigned kPatience = 250;          // some disks take milliseconds for each directory
     letOthersIn(root);
     const std::string folder = root.path("world");
-    const auto seeds = static_cast<std::uint64_t>(reliabilityRuns(kSanitized ? 12 : 60));
+    const auto seeds = static_cast<std::uint64_t>(reliabilityRuns(kSanitized ? 12 : 40));
     for (options.seed = 1; options.seed <= seeds; ++options.seed) {
         options.isDeep = options.seed % kCachesPerNest == kNestingCache;
         makeDirectory(folder);

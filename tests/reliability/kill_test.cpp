@@ -15,7 +15,7 @@ class KillTest : public ::testing::TestWithParam<KillScenario> {};
 
 TEST_P(KillTest, LeavesFilesWholeAndCachesReadable) {
     KillRun run(GetParam(), corvid::test::treeOfModels);
-    run.kill(corvid::test::reliabilityRuns(corvid::test::kSanitized ? 20 : 100));
+    run.kill(corvid::test::reliabilityRuns(corvid::test::kSanitized ? 10 : 50));
 }
 
 const auto kName = [](const ::testing::TestParamInfo<KillScenario>& info) {

@@ -2,13 +2,9 @@
 
 // How often a test of the reliability repeats what it does.
 
-#include "tests/support/product_root.h"
-
 #include <cstdlib>
 
 namespace corvid::test {
-
-inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
 
 // The value of CORVID_RELIABILITY_RUNS when that is a number above 0, else `usual`.
 inline int reliabilityRuns(int usual) {

@@ -11,6 +11,10 @@ namespace {
 
 using namespace corvid::test;
 
+// One thread at work has little to tell to the thread sanitizer, which takes its time.
+constexpr int kRounds = kThreadSanitizer ? 300 : 10000;
+constexpr int kBrokenRounds = kThreadSanitizer ? 100 : 3000;
+
 // Makes random items of everything that may be queued.
 class RandomItems {
 public:
@@ -83,7 +87,7 @@ TEST_F(RenderQueueRoundTripTest, GivesTheSameBytesForAnyQueue) {
     RandomItems random;
     KavroPISSRenderQueue written;
     KavroPISSRenderQueue read;
-    for (int round = 0; round < 10000; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
         written.DeleteAllRenderQueueItems();
         for (int items = random.upTo(4); items > 0; --items) {
             ASSERT_EQ(written.AddNewRenderQueueItem(random.next().release()), 1);
@@ -136,7 +140,7 @@ TEST_F(RenderQueueRoundTripTest, ReadsWhatItWroteAfterReadingABrokenFile) {
     RandomDamage damage;
     KavroPISSRenderQueue queue;
     setLoggingEnabled(false);
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < kBrokenRounds; ++round) {
         const std::string text = textOf(*random.next()) + textOf(*random.next());
         load(queue, damage.damaged(text)); // whatever comes of it
         const int items = queue.NumberOfRenderQueueItemsInList();

@@ -226,7 +226,7 @@ TEST_F(DirectoryWalkTest, FourThousandLevelsAreWalkedWithFewDescriptors) {
 }
 
 TEST_F(DirectoryWalkTest, MemoryGrowsWithTheDepthNotWithItsSquare) {
-    if (corvid::test::kAddressSanitizer || corvid::test::kThreadSanitizer) {
+    if (corvid::test::kSanitized) {
         GTEST_SKIP() << "the sanitizer needs the address space";
     }
     makeDeep(1500, std::string(200, 'd'));

@@ -373,7 +373,7 @@ bool addHugeKey(KeyTable& table, const std::string& key) {
 }
 
 TEST_F(KeyTableTest, WantOfMemoryIsAnError) {
-    if (corvid::test::kAddressSanitizer || corvid::test::kThreadSanitizer) {
+    if (corvid::test::kSanitized) {
         GTEST_SKIP() << "the sanitizer needs the address space";
     }
     const std::string key(256 << 20, 'k');
@@ -382,7 +382,7 @@ TEST_F(KeyTableTest, WantOfMemoryIsAnError) {
 }
 
 TEST_F(KeyTableTest, WantOfMemoryIsAnErrorInATableThatHasEntriesToo) {
-    if (corvid::test::kAddressSanitizer || corvid::test::kThreadSanitizer) {
+    if (corvid::test::kSanitized) {
         GTEST_SKIP() << "the sanitizer needs the address space";
     }
     KeyTable compositions("Composition");

@@ -9,7 +9,6 @@
 #include <cstring>
 #include <limits>
 #include <mutex>
-#include <new>
 
 #include <unistd.h>
 
@@ -66,28 +65,6 @@ bool contains(const Place& place, const char* part) {
     char target[4096] = {};
     static_cast<void>(std::snprintf(link, sizeof(link), "/proc/self/fd/%d", place.descriptor));
     return ::readlink(link, target, sizeof(target) - 1) > 0 && std::strstr(target, part) != nullptr;
-}
-
-void* allocateOrNull(std::size_t size) noexcept {
-    if (mustFail(Call::New)) {
-        return nullptr;
-    }
-    try {
-        return ::operator new(size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
-}
-
-void* allocateArrayOrNull(std::size_t size) noexcept {
-    if (mustFail(Call::New)) {
-        return nullptr;
-    }
-    try {
-        return ::operator new[](size);
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
 }
 
 } // namespace
@@ -179,11 +156,3 @@ std::uint64_t killableCallsMade() {
 }
 
 } // namespace corvid::test
-
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return corvid::test::allocateOrNull(size);
-}
-
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return corvid::test::allocateArrayOrNull(size);
-}

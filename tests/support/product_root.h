@@ -13,16 +13,21 @@
 
 namespace corvid::test {
 
-#if defined(__SANITIZE_ADDRESS__)
+// Each compiler has its own way to tell.
+#if !defined(__has_feature)
+#define __has_feature(feature) 0
+#endif
+#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer)
 inline constexpr bool kAddressSanitizer = true;
 #else
 inline constexpr bool kAddressSanitizer = false;
 #endif
-#if defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_THREAD__) || __has_feature(thread_sanitizer)
 inline constexpr bool kThreadSanitizer = true;
 #else
 inline constexpr bool kThreadSanitizer = false;
 #endif
+inline constexpr bool kSanitized = kAddressSanitizer || kThreadSanitizer;
 
 // The helpers below throw std::runtime_error, which fails the test, when the system refuses.
 

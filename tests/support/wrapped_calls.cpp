@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <new>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -26,6 +27,18 @@ void* __real_malloc(std::size_t size);
 char* __real_strdup(const char* text);
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument);
+
+// The operators new that give null for want of memory, by the names that the linker knows them by.
+void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
+void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
+
+void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
+    return mustFail(Call::New) ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
+}
+
+void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
+    return mustFail(Call::New) ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
+}
 
 void* __wrap_malloc(std::size_t size) {
     return mustFail(Call::Malloc) ? nullptr : __real_malloc(size);
