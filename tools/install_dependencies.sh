@@ -12,7 +12,7 @@ packages_of() {
     build) echo cmake ninja-build g++ qt6-base-dev libgtest-dev libgmock-dev libx11-dev libxtst-dev ;;
     display) echo xvfb dbus-daemon valgrind ;;
     lint) echo clang-format-14 clang-tidy-14 ;;
-    bench) echo strace pkg-config libfuse3-dev ncdu gdu duc-nox agedu ;;
+    bench) echo strace valgrind pkg-config libfuse3-dev ncdu gdu duc-nox agedu ;;
     clang) echo clang-14 libclang-rt-14-dev llvm-14 ;;
     *)
         echo "install_dependencies.sh: unknown group '$1' (build, display, lint, bench or clang)" >&2
@@ -27,7 +27,7 @@ commands_of() {
     build) echo cmake ninja c++ ;;
     display) echo Xvfb dbus-daemon ;;
     lint) echo clang-format-14 clang-tidy-14 ;;
-    bench) echo strace pkg-config ;;
+    bench) echo strace valgrind pkg-config ;;
     clang) echo clang++-14 ;;
     esac
 }

@@ -227,4 +227,22 @@ SystemCalls countSystemCalls(const Command& command, const std::string& scratchF
     return calls;
 }
 
+double countInstructions(const Command& command, const std::string& scratchFile) {
+    Command counted = command;
+    const std::vector<std::string> counter = {"valgrind", "--tool=callgrind",
+                                              "--callgrind-out-file=/dev/null",
+                                              "--log-file=" + scratchFile};
+    counted.words.insert(counted.words.begin(), counter.begin(), counter.end());
+    run(counted);
+    std::ifstream report(scratchFile);
+    for (std::string line; std::getline(report, line);) {
+        const std::string label = "Collected : ";
+        const std::size_t found = line.find(label);
+        if (found != std::string::npos) {
+            return std::stod(line.substr(found + label.size()));
+        }
+    }
+    throw std::runtime_error("valgrind counted nothing");
+}
+
 } // namespace corvid::bench

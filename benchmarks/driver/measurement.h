@@ -65,4 +65,8 @@ struct SystemCalls {
 };
 SystemCalls countSystemCalls(const Command& command, const std::string& scratchFile);
 
+// How many instructions a program and its threads executed outside the system, which hardly differs
+// between runs and machines. Needs valgrind.
+double countInstructions(const Command& command, const std::string& scratchFile);
+
 } // namespace corvid::bench
