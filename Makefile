@@ -1,5 +1,5 @@
 # The project's commands, one line each; what they do is in tools/. ARGS="..." goes to the program that is run.
-.PHONY: run test bench fuzz reliability pictures lint format clean install-deps
+.PHONY: run test bench fuzz reliability memcheck pictures lint format clean install-deps
 
 run:
 	@tools/run.sh $(ARGS)
@@ -15,6 +15,9 @@ fuzz:
 
 reliability:
 	@tools/reliability.sh $(ARGS)
+
+memcheck:
+	@tools/memcheck.sh
 
 pictures:
 	@tools/pictures.sh

@@ -36,7 +36,7 @@ using Helper = KavroPISSConfigHelper;
 // A volume of 64 KiB on a folder, seen by this process alone; for a child.
 bool mountSmallVolume(const std::string& folder) {
     return ::unshare(CLONE_NEWNS) == 0 &&
-           ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           ::mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
            ::mount("small", folder.c_str(), "tmpfs", 0, "size=64k") == 0;
 }
 
