@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 namespace corvid {
 // Characters of a printable hash, and a buffer for it with its terminator.
@@ -34,3 +35,12 @@ void _MD5GetPrintableHash(const char* text, char* out);
 void _MD5FinalPrintableHash(char* out, MD5Context* context);
 // Digests a whole file. 1; or 0, out left as it was, when the file cannot be opened or read.
 int _generateMD5ForFile(const char* path, char* out);
+
+namespace corvid {
+// The printable hash as a text.
+inline std::string hashOf(const std::string& text) {
+    char hash[kPrintableHashSize];
+    _MD5GetPrintableHash(text.c_str(), hash);
+    return hash;
+}
+} // namespace corvid

@@ -20,12 +20,6 @@ namespace {
 
 constexpr std::int64_t kMinute = 60;
 
-std::string hashOf(const std::string& key) {
-    char hash[kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
-
 UniqueFd makeDirectory(int parent, const std::string& name) {
     if (::mkdirat(parent, name.c_str(), 0777) != 0 && errno != EEXIST) {
         failSample("mkdir " + name);

@@ -45,9 +45,7 @@ std::string linesOfForeignKeys(long count, const std::string& prefix) {
     std::string text;
     for (long i = 0; i < count; ++i) {
         const std::string key = prefix + std::to_string(i);
-        char hash[64];
-        _MD5GetPrintableHash(key.c_str(), hash);
-        text += std::string(hash) + " " + key + "\n";
+        text += hashOf(key) + " " + key + "\n";
     }
     return text;
 }

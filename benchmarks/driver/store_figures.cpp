@@ -13,12 +13,6 @@ namespace {
 constexpr int kPassesPerProcess = 15; // so that the start of a process does not count
 constexpr int kRounds = 9;
 
-std::string hashOf(const std::string& key) {
-    char hash[64];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
-
 std::string registryText(int lines) {
     std::ostringstream text;
     for (int i = 0; i < lines; ++i) {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 using namespace corvid::test;
+using corvid::hashOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
@@ -143,11 +144,10 @@ TEST_F(Deletion, OfACompositionLeavesItOnTheDiskBecauseTheNamesAreSwapped) {
     deleteSelected();
 
     EXPECT_EQ(snapshot(folderOf(alpha())), project);
-    EXPECT_EQ(projectTable(), projects + hashOfKey("Main") + " Main\n");
-    EXPECT_EQ(compositionTable(), compositions + hashOfKey(alpha()) + " " + alpha() + "\n");
+    EXPECT_EQ(projectTable(), projects + hashOf("Main") + " Main\n");
+    EXPECT_EQ(compositionTable(), compositions + hashOf(alpha()) + " " + alpha() + "\n");
     EXPECT_TRUE(root.hasLogged("ERROR\tDeleteComposition: Failed to DeleteDirectory '" +
-                               cacheRoot() + "/" + hashOfKey("Main") + "/" + hashOfKey(alpha()) +
-                               "'\n"));
+                               cacheRoot() + "/" + hashOf("Main") + "/" + hashOf(alpha()) + "'\n"));
     EXPECT_THAT(rows(), UnorderedElementsAre("Alpha.aep", "  Main", "  Titles"));
 }
 
@@ -193,7 +193,7 @@ TEST_F(Deletion, OfTheOnlyCompositionKeepsItsProjectOnTheDisk) {
 
     EXPECT_EQ(snapshot(folderOf(alpha())), project);
     EXPECT_TRUE(root.hasLogged("ERROR\tDeleteProject: Failed to DeleteDirectory '" + cacheRoot() +
-                               "/" + hashOfKey("Main") + "'\n"));
+                               "/" + hashOf("Main") + "'\n"));
 }
 
 TEST_F(Deletion, OfAFeatureRemovesItsDirectoryAndKeepsItsNeighbours) {

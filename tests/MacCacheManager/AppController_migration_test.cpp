@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 using namespace corvid::test;
+using corvid::hashOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
@@ -33,15 +34,13 @@ protected:
     static std::string settingsOf(const std::string& project, const std::string& cache) {
         const std::size_t slash = project.rfind('/') + 1;
         const std::string identity = project.substr(0, slash) + "::*::" + project.substr(slash);
-        return "cvp-version:1\n" + hashOfKey(identity) + " string\tDirectoryLocationOfFrameCache " +
+        return "cvp-version:1\n" + hashOf(identity) + " string\tDirectoryLocationOfFrameCache " +
                cache + "\n";
     }
     static std::string registryLine(const std::string& project, const std::string& cache) {
-        return hashOfKey(project) + " string\tPathToCache " + cache + "\n";
+        return hashOf(project) + " string\tPathToCache " + cache + "\n";
     }
-    static std::string tableLine(const std::string& key) {
-        return hashOfKey(key) + " " + key + "\n";
-    }
+    static std::string tableLine(const std::string& key) { return hashOf(key) + " " + key + "\n"; }
 };
 
 TEST_F(Migration, DoesNothingWithoutASelectionNotEvenOpenTheChooser) {
@@ -266,7 +265,7 @@ TEST_F(Migration, CopiesToAnotherFileSystemWithoutTheHiddenFilesOfTheProject) {
     writeFile(feature + "/.hidden", "further down");
     const std::string frame = readFile(feature + "/00000001.raw");
     open();
-    const FailNth otherFileSystem(Call::Rename, 1, EXDEV, hashOfKey(alpha()));
+    const FailNth otherFileSystem(Call::Rename, 1, EXDEV, hashOf(alpha()));
 
     clickRow({alpha()});
     migrateTo(newRoot());
@@ -286,7 +285,7 @@ TEST_F(Migration, CopiesFoldersWithAShellsCharactersInTheirNames) {
     const std::string feature = addFeature(alpha(), "Main", "PROXY");
     const std::string frame = readFile(feature + "/00000001.raw");
     open();
-    const FailNth otherFileSystem(Call::Rename, 1, EXDEV, hashOfKey(alpha()));
+    const FailNth otherFileSystem(Call::Rename, 1, EXDEV, hashOf(alpha()));
 
     clickRow({alpha()});
     migrateTo(odd);

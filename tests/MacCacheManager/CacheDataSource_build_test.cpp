@@ -13,11 +13,11 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::childAt;
 using corvid::test::childNamed;
 using corvid::test::childNames;
 using corvid::test::HandMadeCache;
-using corvid::test::keyHash;
 using corvid::test::ProductTest;
 using corvid::test::registryLine;
 using ::testing::Contains;
@@ -231,7 +231,7 @@ TEST_F(CacheDataSourceBuild, AProjectLineForAnotherDirectoryShowsWhereTheKeyLead
     cache.addProject("real");
     cache.addComposition("real", "inside");
     const std::string elsewhere = cache.path() + "/0123456789abcdef0123456789abcdef";
-    corvid::test::makeDirectory(elsewhere + "/" + keyHash("never seen"));
+    corvid::test::makeDirectory(elsewhere + "/" + hashOf("never seen"));
     cache.addProjectLine("0123456789abcdef0123456789abcdef", "real");
     registerRoots(registryLine("p", "PathToCache", cache.path()));
     const FrameCacheEntry& tree = build();
@@ -269,7 +269,7 @@ TEST_F(CacheDataSourceBuild, ALineAddedWhileOneProjectIsReadCountsForTheNext) {
     }
     ASSERT_EQ(inOrder.size(), 2U);
     corvid::test::makeDirectory(inOrder[0] + "/0123456789abcdef0123456789abcdef");
-    corvid::test::makeDirectory(inOrder[1] + "/" + keyHash("later"));
+    corvid::test::makeDirectory(inOrder[1] + "/" + hashOf("later"));
     cache.addCompositionLine("0123456789abcdef0123456789abcdef", "later");
     registerRoots(registryLine("p", "PathToCache", cache.path()));
     const FrameCacheEntry& tree = build();

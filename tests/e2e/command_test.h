@@ -39,11 +39,6 @@ protected:
         }
         return all;
     }
-    static std::string hashOf(const std::string& key) {
-        char hash[kPrintableHashSize];
-        _MD5GetPrintableHash(key.c_str(), hash);
-        return hash;
-    }
     // The file name that the outline shows for a project's key.
     static std::string shownName(const SampleProject& project) {
         return std::filesystem::path(project.node.name).filename().string();

@@ -145,8 +145,8 @@ std::vector<Operation> removingOperations() {
              },
          .arrange =
              [](ProductWorld& world) {
-                 const std::string frame = world.firstRoot() + directoryOf(world.solo) + "/" +
-                                           directoryOf(world.mainComp) + "/PROXY/00000007.raw";
+                 const std::string frame = world.firstRoot() + hashOf(world.solo) + "/" +
+                                           hashOf(world.mainComp) + "/PROXY/00000007.raw";
                  EXPECT_EQ(::chmod(frame.c_str(), 0444), 0);
              }},
     };
@@ -166,7 +166,7 @@ Answer moveProject(ProductWorld& world) {
 }
 
 Answer copyProject(ProductWorld& world) {
-    const FailNth otherVolume(Call::Rename, 1, EXDEV, directoryOf(world.solo), Lasting::FromThenOn);
+    const FailNth otherVolume(Call::Rename, 1, EXDEV, hashOf(world.solo), Lasting::FromThenOn);
     return moveProject(world);
 }
 

@@ -39,14 +39,14 @@ bool removeProject(ProductWorld& world, int turn) {
 // What the kill has left goes as well, and nothing else does.
 void removeTheRest(ProductWorld& world, const Disk& start) {
     for (int number = 0; number < kDoomed; ++number) {
-        const std::string directory = world.firstRoot() + directoryOf(doomed(number));
+        const std::string directory = world.firstRoot() + hashOf(doomed(number));
         const bool isThere = exists(directory);
         EXPECT_EQ(removeProject(world, number), isThere) << number;
         EXPECT_FALSE(exists(directory)) << number;
     }
     const Disk after = world.disk();
     for (const std::string& kept : {world.solo, world.twin}) {
-        const std::string path = world.relative(world.firstRoot() + directoryOf(kept));
+        const std::string path = world.relative(world.firstRoot() + hashOf(kept));
         EXPECT_TRUE(holdsTheSame(start, path, after, path)) << kept;
     }
 }
@@ -89,12 +89,12 @@ void moveOnceMore(ProductWorld& world, const Disk& start) {
     const int turn = turnFromWhole(world, start);
     EXPECT_TRUE(moveSolo(world, turn));
     EXPECT_TRUE(isWholeIn(world, targetOf(world, turn), start, world.disk()));
-    EXPECT_FALSE(exists(sourceOf(world, turn) + "/" + directoryOf(world.solo)));
+    EXPECT_FALSE(exists(sourceOf(world, turn) + "/" + hashOf(world.solo)));
 }
 
 bool migrateTurn(ProductWorld& world, int turn) {
     migrateSolo(world, sourceOf(world, turn), targetOf(world, turn));
-    return exists(targetOf(world, turn) + "/" + directoryOf(world.solo));
+    return exists(targetOf(world, turn) + "/" + hashOf(world.solo));
 }
 
 // Brings data, settings, tables and registry together again, wherever the kill came.
@@ -112,13 +112,13 @@ void migrateOnceMore(ProductWorld& world, const Disk& start) {
 
 template <bool (*turn)(ProductWorld&, int)>
 bool onOtherVolume(ProductWorld& world, int number) {
-    const FailNth otherVolume(Call::Rename, 1, EXDEV, directoryOf(world.solo), Lasting::FromThenOn);
+    const FailNth otherVolume(Call::Rename, 1, EXDEV, hashOf(world.solo), Lasting::FromThenOn);
     return turn(world, number);
 }
 
 template <void (*goOn)(ProductWorld&, const Disk&)>
 void goOnOnOtherVolume(ProductWorld& world, const Disk& start) {
-    const FailNth otherVolume(Call::Rename, 1, EXDEV, directoryOf(world.solo), Lasting::FromThenOn);
+    const FailNth otherVolume(Call::Rename, 1, EXDEV, hashOf(world.solo), Lasting::FromThenOn);
     goOn(world, start);
 }
 

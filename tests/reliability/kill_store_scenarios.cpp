@@ -60,7 +60,7 @@ bool recordKeys(ProductWorld& world, int turn) {
     const std::string composition = "Composition " + number;
     const KavroPISSFrameCache cache(world.firstRoot().c_str(), project.c_str(),
                                     composition.c_str());
-    return cache.DoesProjectHashAlreadyExist(directoryOf(project).c_str(), project.c_str()) == 1;
+    return cache.DoesProjectHashAlreadyExist(hashOf(project).c_str(), project.c_str()) == 1;
 }
 
 // A job comes in, and in every second turn the last one goes.
@@ -114,7 +114,7 @@ std::vector<KillScenario> storeScenarios() {
          .arrange =
              [](ProductWorld& world) {
                  lengthen(world.root.productFile("FrameCache.cvp"),
-                          directoryOf("key") + " string\tNote some text ");
+                          hashOf("key") + " string\tNote some text ");
              },
          .goOn = [](ProductWorld& world, const Disk&) { EXPECT_TRUE(changeRegistry(world, 0)); }},
         {.name = "HashTables",

@@ -77,12 +77,6 @@ bool holdsTheSame(const Disk& one, const std::string& path, const Disk& other,
     return !part.empty() && part == partOf(other, otherPath);
 }
 
-std::string directoryOf(const std::string& key) {
-    char hash[kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
-
 ProductWorld::ProductWorld() {
     writeSettings();
     writeCaches();
@@ -98,19 +92,19 @@ void ProductWorld::writeSettings() const {
                   pairLine("default", "int", "SizeOfFrameCacheInMB", "20000") +
                   pairLine("default", "string", "SpecRenderRenderSettingsTemplate", "As it is"));
     writeFile(root.productFile("FrameCache.cvp"),
-              pairLine(directoryOf(solo), "string", "PathToCache", firstRoot()) +
-                  pairLine(directoryOf(twin), "string", "PathToCache", firstRoot()) +
-                  pairLine(directoryOf(other), "string", "PathToCache", secondRoot()));
-    const std::string identity = directoryOf(shots() + "::*::Edit.aep");
+              pairLine(hashOf(solo), "string", "PathToCache", firstRoot()) +
+                  pairLine(hashOf(twin), "string", "PathToCache", firstRoot()) +
+                  pairLine(hashOf(other), "string", "PathToCache", secondRoot()));
+    const std::string identity = hashOf(shots() + "::*::Edit.aep");
     writeFile(shots() + ".CorvidPro2ProjectConfig.cvp",
               "cvp-version:1\n" +
                   pairLine(identity, "string", "DirectoryLocationOfFrameCache", firstRoot()) +
                   pairLine(identity, "int", "SizeOfFrameCacheInMB", "500") +
-                  pairLine(directoryOf("comp"), "int", "Quality", "3"));
+                  pairLine(hashOf("comp"), "int", "Quality", "3"));
 }
 
 void ProductWorld::writeCaches() const {
-    const auto line = [](const std::string& key) { return directoryOf(key) + " " + key + "\n"; };
+    const auto line = [](const std::string& key) { return hashOf(key) + " " + key + "\n"; };
     writeFile(firstRoot() + "ProjectHash.txt", line(solo) + line(twin));
     writeFile(firstRoot() + "CompositionHash.txt", line(mainComp) + line(extraComp));
     writeFile(secondRoot() + "ProjectHash.txt", line(other));
@@ -119,8 +113,7 @@ void ProductWorld::writeCaches() const {
     writeFrames(firstRoot(), twin, mainComp);
     writeFrames(firstRoot(), twin, extraComp);
     writeFrames(secondRoot(), other, mainComp);
-    const std::string feature =
-        firstRoot() + directoryOf(twin) + "/" + directoryOf(extraComp) + "/PROXY";
+    const std::string feature = firstRoot() + hashOf(twin) + "/" + hashOf(extraComp) + "/PROXY";
     writeFile(feature + "/.hidden", "hidden");
     writeFile(feature + "/nested/deeper/00000001.raw", "nested");
     fs::create_directory_symlink(root.path("guarded"), feature + "/way out");
@@ -130,8 +123,7 @@ void ProductWorld::writeCaches() const {
 
 void ProductWorld::writeFrames(const std::string& cacheRoot, const std::string& project,
                                const std::string& composition) const {
-    const std::string folder =
-        cacheRoot + directoryOf(project) + "/" + directoryOf(composition) + "/";
+    const std::string folder = cacheRoot + hashOf(project) + "/" + hashOf(composition) + "/";
     writeFile(folder + "SPEC_PREVIEW/00000000.raw", "first frame");
     writeFile(folder + "SPEC_PREVIEW/00000001.raw", "second frame of " + project);
     writeFile(folder + "SPEC_RENDER/00000000.raw", "rendered frame");

@@ -3,6 +3,7 @@
 // Everything that the product keeps on a disk, small: settings, registry, two cache roots, a
 // project folder and a render queue, with things in between that nobody may touch.
 
+#include "store/PISSMD5.h"
 #include "tests/support/product_root.h"
 
 #include <map>
@@ -30,9 +31,6 @@ const DiskEntry* entryOf(const Disk& disk, const std::string& path);
 bool holdsTheSame(const Disk& one, const std::string& path, const Disk& other,
                   const std::string& otherPath);
 
-// The directory name that stands for a key.
-std::string directoryOf(const std::string& key);
-
 class ProductWorld {
 public:
     ProductWorld();
@@ -58,7 +56,7 @@ public:
         return path.substr(root.path().size() + 1);
     }
     std::string soloIn(const std::string& cacheRoot) const {
-        return relative(cacheRoot + directoryOf(solo));
+        return relative(cacheRoot + hashOf(solo));
     }
 
     // All of it but the log and what is guarded.

@@ -14,6 +14,7 @@
 namespace {
 
 using namespace corvid::test;
+using corvid::hashOf;
 
 constexpr std::size_t kCommitters = 3;
 constexpr int kReaders = 2;

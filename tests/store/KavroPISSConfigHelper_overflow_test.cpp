@@ -17,6 +17,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::exists;
 using corvid::test::makeDirectory;
 using corvid::test::writeFile;
@@ -25,12 +26,6 @@ using ::testing::IsEmpty;
 using Helper = KavroPISSConfigHelper;
 
 constexpr std::uint64_t kMebibyte = 1U << 20U;
-
-std::string hashOf(const std::string& name) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(name.c_str(), hash);
-    return hash;
-}
 
 class CacheOverflowTest : public corvid::test::ProductTest {
 protected:

@@ -17,6 +17,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::exists;
 using corvid::test::FailNth;
@@ -29,12 +30,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Helper = KavroPISSConfigHelper;
-
-std::string hashOf(const std::string& name) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(name.c_str(), hash);
-    return hash;
-}
 
 class ConfigHelperUpdateTest : public corvid::test::ProductTest {
 protected:

@@ -19,6 +19,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::FailNth;
 using corvid::test::holdsInChild;
@@ -31,12 +32,6 @@ using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
-
-std::string hashOf(const char* key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key, hash);
-    return hash;
-}
 
 class RegistryTest : public corvid::test::ProductTest {
 protected:

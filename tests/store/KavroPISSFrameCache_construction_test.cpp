@@ -17,6 +17,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::exists;
 using corvid::test::FailNth;
@@ -30,12 +31,6 @@ using ::testing::IsEmpty;
 
 const char kNoSetting[] = "ERROR\tPersistentFrameCache::Initializer : Could not get General Config "
                           "item default:DirectoryLocationOfFrameCache\n";
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
 
 std::string rootOf(const KavroPISSFrameCache& cache) {
     char path[4096] = "?";

@@ -15,8 +15,8 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::FrameCacheListingTest;
-using corvid::test::hashOf;
 using corvid::test::kCompositions;
 using corvid::test::kFeatures;
 using corvid::test::kFrames;

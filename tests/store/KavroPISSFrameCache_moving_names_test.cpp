@@ -2,6 +2,7 @@
 
 #include "store/PISSMD5.h"
 #include "tests/support/failing_calls.h"
+#include "tests/support/hostile_names.h"
 #include "tests/support/product_root.h"
 
 #include <gmock/gmock.h>
@@ -19,51 +20,16 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::exists;
 using corvid::test::FailNth;
+using corvid::test::hostileNames;
 using corvid::test::makeDirectory;
 using corvid::test::readFile;
 using corvid::test::Snapshot;
 using corvid::test::snapshot;
 using corvid::test::writeFile;
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
-
-// Names that mean something to a shell, to an option parser or to a printing function.
-std::vector<std::string> hostileNames() {
-    std::string everyByte;
-    for (int byte = 1; byte < 256; ++byte) {
-        if (byte != '/') {
-            everyByte.append(1, static_cast<char>(byte));
-        }
-    }
-    return {"$(touch canary)",
-            "`touch canary`",
-            "a\"; touch canary; \"",
-            "'; touch canary; '",
-            "\ntouch canary\n",
-            "; touch canary ;",
-            "-t",
-            "--help",
-            "%s%n%d",
-            "\\",
-            "*",
-            "?",
-            "[a-z]",
-            "~",
-            "$HOME",
-            "!!",
-            " ",
-            "#",
-            "\\$(touch canary)",
-            "\\\"; touch canary; \\\"",
-            everyByte};
-}
 
 // The process stands in an empty folder, where a command that a name smuggled into a shell would
 // leave its mark.

@@ -17,6 +17,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::exists;
 using corvid::test::FailNth;
@@ -27,12 +28,6 @@ using corvid::test::snapshot;
 using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
 
 class FrameCacheRenamingTest : public corvid::test::ProductTest {
 protected:

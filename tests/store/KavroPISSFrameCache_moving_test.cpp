@@ -18,6 +18,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::callsMade;
 using corvid::test::exists;
@@ -29,12 +30,6 @@ using corvid::test::snapshot;
 using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::Key;
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
 
 // A cache with one project, a second root, and a folder between them that nothing may touch.
 class FrameCacheMovingTest : public corvid::test::ProductTest {

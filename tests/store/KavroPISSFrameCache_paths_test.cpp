@@ -11,12 +11,7 @@
 namespace {
 
 using Query = int (KavroPISSFrameCache::*)(char*, int) const;
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
+using corvid::hashOf;
 
 class FrameCachePathsTest : public corvid::test::ProductTest {
 protected:

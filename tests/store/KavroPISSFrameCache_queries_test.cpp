@@ -15,18 +15,13 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::exists;
 using corvid::test::makeDirectory;
 using corvid::test::snapshot;
 using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
 
 class FrameCacheQueriesTest : public corvid::test::ProductTest {
 protected:

@@ -23,6 +23,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::exists;
 using corvid::test::FailNth;
@@ -33,12 +34,6 @@ using corvid::test::startChild;
 using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
 
 class FrameCacheRemovalBulkTest : public corvid::test::ProductTest {
 protected:

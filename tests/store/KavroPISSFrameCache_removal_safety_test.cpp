@@ -2,6 +2,7 @@
 
 #include "store/PISSMD5.h"
 #include "tests/support/forked_child.h"
+#include "tests/support/hostile_names.h"
 #include "tests/support/product_root.h"
 
 #include <gmock/gmock.h>
@@ -21,8 +22,10 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::exists;
 using corvid::test::holdsInChild;
+using corvid::test::hostileNames;
 using corvid::test::kSanitized;
 using corvid::test::makeDirectory;
 using corvid::test::readFile;
@@ -35,12 +38,6 @@ using ::testing::IsEmpty;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kDeepLevels = corvid::test::kThreadSanitizer ? 1000 : 4000; // it takes minutes
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
 
 // A guarded folder beside the cache; the process stands in an empty folder, where a command that a
 // name smuggled into a shell would leave its mark.
@@ -86,40 +83,6 @@ private:
     std::filesystem::path m_before;
     Snapshot m_guarded;
 };
-
-// Names that mean something to a shell, to an option parser or to a printing function.
-std::vector<std::string> hostileNames() {
-    std::string everyByte;
-    for (int byte = 1; byte < 256; ++byte) {
-        if (byte != '/') {
-            everyByte.append(1, static_cast<char>(byte));
-        }
-    }
-    return {"$(touch canary)",
-            "`touch canary`",
-            "a\"; touch canary; \"",
-            "'; touch canary; '",
-            "\ntouch canary\n",
-            "; touch canary ;",
-            "&& touch canary",
-            "| touch canary",
-            "-rf",
-            "--help",
-            "%s%n%d%999999d",
-            "\\",
-            "\\\"",
-            "*",
-            "?",
-            "[a-z]",
-            "~",
-            "$HOME",
-            "!!",
-            " ",
-            "#",
-            "..x",
-            "{a,b}",
-            everyByte};
-}
 
 TEST_F(FrameCacheRemovalSafetyTest, LinksGoAsFilesAndTheirTargetsStay) {
     makeDirectory(project() + "/c");
@@ -208,7 +171,9 @@ TEST_F(FrameCacheRemovalSafetyTest, NoFeatureNameIsRunOrReadAsAnOption) {
     const std::string composition = project() + "/" + hashOf("c") + "/";
     const std::string other = composition + "other/file";
     writeFile(other, "kept");
-    for (const std::string& name : hostileNames()) {
+    std::vector<std::string> names = hostileNames();
+    names.emplace_back("..x"); // hidden, and not the directory above
+    for (const std::string& name : names) {
         KavroPISSFrameCache model(cache().c_str(), "p", "c", name.c_str());
         const std::string feature = composition + name;
         ASSERT_TRUE(exists(feature)) << name;

@@ -16,6 +16,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::exists;
 using corvid::test::FailNth;
@@ -26,12 +27,6 @@ using corvid::test::snapshot;
 using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
 
 // A cache with one project of one composition, beside a folder that nothing may touch.
 class FrameCacheRemovalTest : public corvid::test::ProductTest {

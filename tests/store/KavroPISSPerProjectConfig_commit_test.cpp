@@ -18,6 +18,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::Call;
 using corvid::test::exists;
 using corvid::test::FailNth;
@@ -30,12 +31,6 @@ using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
-
-std::string hashOf(const std::string& name) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(name.c_str(), hash);
-    return hash;
-}
 
 class PerProjectConfigCommitTest : public corvid::test::ProductTest {
 protected:

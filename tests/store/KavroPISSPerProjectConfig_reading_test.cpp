@@ -3,7 +3,7 @@
 #include "runtime/maro_log.h"
 #include "store/PISSMD5.h"
 #include "store/owned_text.h"
-#include "tests/support/product_root.h"
+#include "tests/support/per_project_config_test.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,6 +14,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::OwnedText;
 using corvid::test::exists;
 using corvid::test::makeDirectory;
@@ -21,48 +22,8 @@ using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-std::string hashOf(const std::string& name) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(name.c_str(), hash);
-    return hash;
-}
-
-class PerProjectConfigReadingTest : public corvid::test::ProductTest {
+class PerProjectConfigReadingTest : public corvid::test::PerProjectConfigTest {
 protected:
-    PerProjectConfigReadingTest() { makeDirectory(folder()); }
-
-    std::string folder() const { return root.path("Shots/"); }
-    std::string file() const { return folder() + ".CorvidPro2ProjectConfig.cvp"; }
-    void writeLines(const std::string& lines) const {
-        writeFile(file(), "cvp-version:1\n" + lines);
-    }
-    static std::string stringLine(const std::string& name, const std::string& keyAndValue) {
-        return hashOf(name) + " string\t" + keyAndValue + "\n";
-    }
-    static std::string intLine(const std::string& name, const std::string& keyAndValue) {
-        return hashOf(name) + " int\t" + keyAndValue + "\n";
-    }
-    // The text, or "none" with the false result that goes with it.
-    static std::string textOf(KavroPISSPerProjectConfig& config, const char* name,
-                              const char* key) {
-        char untouched[] = "untouched";
-        char* text = untouched;
-        if (!config.GetItem(&text, name, key)) {
-            EXPECT_EQ(nullptr, text);
-            return "none";
-        }
-        const OwnedText owned(text);
-        return owned.get();
-    }
-    static std::string numberOf(KavroPISSPerProjectConfig& config, const char* name,
-                                const char* key) {
-        int number = -77;
-        if (!config.GetItem(&number, name, key)) {
-            EXPECT_EQ(0, number);
-            return "none";
-        }
-        return std::to_string(number);
-    }
     // Whether an object reads nothing of the file, and what it logs.
     std::vector<std::string> messagesOfUnreadFile(const std::string& text) {
         writeFile(file(), text);

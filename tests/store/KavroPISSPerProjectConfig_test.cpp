@@ -4,7 +4,7 @@
 #include "store/owned_text.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/forked_child.h"
-#include "tests/support/product_root.h"
+#include "tests/support/per_project_config_test.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,20 +14,16 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::OwnedText;
 using corvid::test::Call;
 using corvid::test::FailNth;
 using corvid::test::makeDirectory;
+using corvid::test::PerProjectConfigTest;
 using corvid::test::readFile;
 using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string hashOf(const std::string& name) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(name.c_str(), hash);
-    return hash;
-}
 
 TEST(KavroPISSProjectKeysTest, APathIsSplitAtItsLastSeparator) {
     const KavroPISSProjectKeys keys("/Users/a/Shots/Edit.aep");
@@ -56,44 +52,6 @@ TEST(KavroPISSProjectKeysTest, AnEmptyPathHasNothingButTheMark) {
     EXPECT_EQ("", keys.name);
     EXPECT_EQ("::*::", keys.identity);
 }
-
-class PerProjectConfigTest : public corvid::test::ProductTest {
-protected:
-    PerProjectConfigTest() { makeDirectory(folder()); }
-
-    std::string folder() const { return root.path("Shots/"); }
-    std::string file() const { return folder() + ".CorvidPro2ProjectConfig.cvp"; }
-    void writeLines(const std::string& lines) const {
-        writeFile(file(), "cvp-version:1\n" + lines);
-    }
-    static std::string stringLine(const std::string& name, const std::string& keyAndValue) {
-        return hashOf(name) + " string\t" + keyAndValue + "\n";
-    }
-    static std::string intLine(const std::string& name, const std::string& keyAndValue) {
-        return hashOf(name) + " int\t" + keyAndValue + "\n";
-    }
-    // The text, or "none" with the false result that goes with it.
-    static std::string textOf(KavroPISSPerProjectConfig& config, const char* name,
-                              const char* key) {
-        char untouched[] = "untouched";
-        char* text = untouched;
-        if (!config.GetItem(&text, name, key)) {
-            EXPECT_EQ(nullptr, text);
-            return "none";
-        }
-        const OwnedText owned(text);
-        return owned.get();
-    }
-    static std::string numberOf(KavroPISSPerProjectConfig& config, const char* name,
-                                const char* key) {
-        int number = -77;
-        if (!config.GetItem(&number, name, key)) {
-            EXPECT_EQ(0, number);
-            return "none";
-        }
-        return std::to_string(number);
-    }
-};
 
 TEST_F(PerProjectConfigTest, ANullFolderIsWarnedAbout) {
     KavroPISSPerProjectConfig config(nullptr);

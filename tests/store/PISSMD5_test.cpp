@@ -203,4 +203,9 @@ TEST_F(MD5FileTest, AFileThatCannotBeReadLeavesTheOutputAsItWas) {
     EXPECT_EQ(hashOfFile("directory", 0), "before");
 }
 
+TEST(HashOfTest, IsThePrintableHashAsAText) {
+    EXPECT_EQ(corvid::hashOf(""), "d41d8cd98f00b204e9800998ecf8427e");
+    EXPECT_EQ(corvid::hashOf("abc"), "900150983cd24fb0d6963f7d28e17f72");
+}
+
 } // namespace

@@ -25,12 +25,12 @@
 namespace {
 
 using corvid::DirectoryMeasure;
+using corvid::hashOf;
 using corvid::ProjectToWalk;
 using corvid::WalkedComposition;
 using corvid::WalkedFeature;
 using corvid::WalkedProject;
 using corvid::walkProjects;
-using corvid::test::hashOf;
 using corvid::test::holdsInChild;
 using corvid::test::kCompositions;
 using corvid::test::kFeatures;

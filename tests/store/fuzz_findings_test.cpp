@@ -12,6 +12,7 @@
 
 namespace {
 
+using corvid::hashOf;
 using corvid::test::exists;
 using corvid::test::makeDirectory;
 using corvid::test::readFile;
@@ -19,11 +20,6 @@ using corvid::test::writeFile;
 
 class FuzzFindingsTest : public corvid::test::ProductTest {
 protected:
-    static std::string hashOf(const std::string& key) {
-        char hash[corvid::kPrintableHashSize];
-        _MD5GetPrintableHash(key.c_str(), hash);
-        return hash;
-    }
     std::string cache() const { return root.path("cache/"); }
     // A cache whose table gives the project "p" a directory of an attacker's choice before its own.
     void makeCacheWithTable(const std::string& table, const std::string& directory) const {

@@ -20,12 +20,6 @@
 
 namespace corvid::test {
 
-inline std::string keyHash(const std::string& key) {
-    char hash[kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
-
 // A line for a node and each node below it, indented by depth: type, name, path, bytes, files, time
 // and cache root. A time at or after `start` reads "now": that of features without files is the
 // moment of reading.
@@ -83,10 +77,10 @@ public:
 
     const std::string& path() const { return m_path; }
     std::string projectPath(const std::string& project) const {
-        return m_path + "/" + keyHash(project);
+        return m_path + "/" + hashOf(project);
     }
     std::string compositionPath(const std::string& project, const std::string& composition) const {
-        return projectPath(project) + "/" + keyHash(composition);
+        return projectPath(project) + "/" + hashOf(composition);
     }
 
     void addProjectLine(const std::string& directory, const std::string& key) {
@@ -99,11 +93,11 @@ public:
     }
     void addProject(const std::string& project) {
         makeDirectory(projectPath(project));
-        addProjectLine(keyHash(project), project);
+        addProjectLine(hashOf(project), project);
     }
     void addComposition(const std::string& project, const std::string& composition) {
         makeDirectory(compositionPath(project, composition));
-        addCompositionLine(keyHash(composition), composition);
+        addCompositionLine(hashOf(composition), composition);
     }
     // One frame of so many bytes, dated in seconds since 1970.
     void addFrame(const std::string& project, const std::string& composition,
@@ -126,7 +120,7 @@ private:
 // One line of the registry for a project key.
 inline std::string registryLine(const std::string& project, const std::string& key,
                                 const std::string& value) {
-    return keyHash(project) + " string\t" + key + " " + value + "\n";
+    return hashOf(project) + " string\t" + key + " " + value + "\n";
 }
 
 } // namespace corvid::test

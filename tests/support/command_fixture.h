@@ -37,12 +37,6 @@
 
 namespace corvid::test {
 
-inline std::string hashOfKey(const std::string& key) {
-    char hash[kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
-
 // What an alert or a folder chooser showed to the user.
 struct ShownDialog {
     std::string title;   // of an alert the large text, of a chooser what stands in its title bar
@@ -194,11 +188,11 @@ protected:
     }
     // The directories of a project and of a composition.
     static std::string projectIn(const std::string& cache, const std::string& project) {
-        return cache + "/" + hashOfKey(project);
+        return cache + "/" + hashOf(project);
     }
     static std::string compositionIn(const std::string& cache, const std::string& project,
                                      const std::string& composition) {
-        return projectIn(cache, project) + "/" + hashOfKey(composition);
+        return projectIn(cache, project) + "/" + hashOf(composition);
     }
     std::string folderOf(const std::string& project) const {
         return projectIn(cacheRoot(), project);

@@ -68,12 +68,6 @@ inline const Level kFrames{"FrameCacheList",
                            "GetNextItemInFrameCacheList: pathToFrame or frameName is null\n",
                            "GetNextItemInFrameCacheList: ptrToSizeOfContents is null\n"};
 
-inline std::string hashOf(const std::string& key) {
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(key.c_str(), hash);
-    return hash;
-}
-
 // What one step gave; "-" for a result that is null.
 struct Stepped {
     int answer;
