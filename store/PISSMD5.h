@@ -37,7 +37,7 @@ void _MD5FinalPrintableHash(char* out, MD5Context* context);
 int _generateMD5ForFile(const char* path, char* out);
 
 namespace corvid {
-// The printable hash as a text.
+// The printable hash of a text, which ends at its first NUL, as a text.
 inline std::string hashOf(const std::string& text) {
     char hash[kPrintableHashSize];
     _MD5GetPrintableHash(text.c_str(), hash);

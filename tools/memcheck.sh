@@ -9,8 +9,12 @@ tools/build.sh release runtime_tests store_tests
 
 # These limit the process to less memory or fewer descriptors than valgrind itself needs, or start what it cannot.
 without=(
-    '*Descriptors*'
-    '*Memory*'
+    FrameCacheRemovalSafetyTest.ADeepNestGoesWithFewDescriptorsAndLittleMemory
+    CacheWalkTest.FewDescriptorsAreHeldOpen
+    DirectoryWalkTest.FourThousandLevelsAreWalkedWithFewDescriptors
+    DirectoryWalkTest.MemoryGrowsWithTheDepthNotWithItsSquare
+    'Both/RemovalWalkTest.FewDescriptorsAreEnough/*'
+    'KeyTableTest.WantOfMemoryIsAnError*'
     RenderQueueOpeningTest.FailsWhenTheFileCannotBeReadToItsEnd
     ShellCommandTest.ACommandThatIsTooLongCannotBeRun
 )

@@ -66,7 +66,8 @@ struct SystemCalls {
 SystemCalls countSystemCalls(const Command& command, const std::string& scratchFile);
 
 // How many instructions a program and its threads executed outside the system, which hardly differs
-// between runs and machines. Needs valgrind.
+// between runs and machines. The scratch file is overwritten. Needs valgrind; throws
+// std::runtime_error when it counted nothing.
 double countInstructions(const Command& command, const std::string& scratchFile);
 
 } // namespace corvid::bench

@@ -37,7 +37,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kDeepLevels = corvid::test::kThreadSanitizer ? 1000 : 4000; // it takes minutes
+// Under the thread sanitizer more would take minutes.
+constexpr int kDeepLevels = corvid::test::kThreadSanitizer ? 1000 : 4000;
 
 // A guarded folder beside the cache; the process stands in an empty folder, where a command that a
 // name smuggled into a shell would leave its mark.

@@ -273,7 +273,9 @@ TEST_F(RenderQueueBackupNameTest, LeavesAWholeCounterWhenTwoProcessesCount) {
     EXPECT_TRUE(count());
     EXPECT_TRUE(endedWell(other));
     // There is no lock: whoever read early and writes late takes the other's counting back.
-    const int number = std::stoi(readFile(counter()));
+    const std::string text = readFile(counter());
+    const int number = std::stoi(text);
+    EXPECT_EQ(text, std::to_string(number) + "\n");
     EXPECT_GE(number, 1);
     EXPECT_LE(number, 400);
 }
