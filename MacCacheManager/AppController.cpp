@@ -3,6 +3,7 @@
 #include "MacCacheManager/ActivityView.h"
 #include "MacCacheManager/CorvidPanel.h"
 #include "MacCacheManager/Fonts.h"
+#include "MacCacheManager/ImageResources.h"
 #include "MacCacheManager/SchemePalette.h"
 #include "MacCacheManager/StatisticsView.h"
 #include "MacCacheManager/StepperView.h"
@@ -32,8 +33,10 @@ QString windowFrameKey() {
 } // namespace
 
 AppController::AppController() : m_model(m_dataSource), m_window(std::make_unique<CorvidPanel>()) {
+    corvid::startDecodingImages();
     QApplication::setPalette(corvid::schemePalette(*UISettings::instance()));
     loadWindow();
+    QApplication::setWindowIcon(corvid::programIcon());
     loadSettingsSheet();
     connectWindow();
     m_window->awakeFromNib();

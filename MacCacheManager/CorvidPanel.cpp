@@ -1,6 +1,5 @@
 #include "MacCacheManager/CorvidPanel.h"
 
-#include "MacCacheManager/ImageResources.h"
 #include "MacCacheManager/SchemePalette.h"
 #include "MacCacheManager/UISettings.h"
 
@@ -29,7 +28,6 @@ CorvidPanel::CorvidPanel(QWidget* parent) : QMainWindow(parent) {
 }
 
 void CorvidPanel::setupWindow() {
-    setWindowIcon(corvid::programIcon());
     setWindowOpacity(1.0);
     setAutoFillBackground(true);
     setPalette(corvid::schemePalette(*UISettings::instance()));

@@ -1,10 +1,14 @@
 #include "MacCacheManager/ImageResources.h"
 
 #include <QCoreApplication>
-#include <QFile>
+#include <QDir>
 #include <QHash>
+#include <QImage>
 #include <QPainter>
 #include <QPixmap>
+
+#include <future>
+#include <initializer_list>
 
 // Images that are linked from a library have to be registered by name, outside of any namespace.
 static void registerImages() {
@@ -13,17 +17,55 @@ static void registerImages() {
 
 namespace {
 
-QString pathOf(const QString& name, const char* suffix) {
-    return QStringLiteral(":/images/%1%2.png").arg(name, QLatin1String(suffix));
-}
+using Renditions = QHash<QString, QImage>; // by file name
 
-// Kept, because loading one decodes three files; pixmaps must not outlive the application.
-QHash<QString, QIcon>& loadedImages() {
-    static QHash<QString, QIcon> images;
-    if (images.isEmpty()) {
-        qAddPostRoutine([] { loadedImages().clear(); });
+Renditions decodedImages() {
+    const QDir folder(QStringLiteral(":/images"));
+    Renditions images;
+    for (const QString& name : folder.entryList()) {
+        images.insert(name, QImage(folder.filePath(name)));
     }
     return images;
+}
+
+// Decodes on another thread, or in get() where there can be none. Qt loads all of its image
+// plug-ins before it decodes the first file, which takes as long as looking up the fonts does.
+std::future<Renditions>& decoding() {
+    static std::future<Renditions> images = [] {
+        registerImages();
+        return std::async(decodedImages);
+    }();
+    return images;
+}
+
+const Renditions& renditions() {
+    static const Renditions images = decoding().get();
+    return images;
+}
+
+// Kept, because each icon holds its own pixmaps; these must not outlive the application.
+QHash<QString, QIcon>& knownImages() {
+    static QHash<QString, QIcon> images;
+    if (images.isEmpty()) {
+        qAddPostRoutine([] { knownImages().clear(); });
+    }
+    return images;
+}
+
+// The image that is called so, made of the files whose names end in the given ways.
+QIcon imageWithRenditions(const QString& name, std::initializer_list<const char*> suffixes) {
+    QHash<QString, QIcon>& known = knownImages();
+    const auto found = known.constFind(name);
+    if (found != known.constEnd()) {
+        return *found;
+    }
+    QIcon image;
+    for (const char* suffix : suffixes) {
+        image.addPixmap(QPixmap::fromImage(
+            renditions().value(QStringLiteral("%1%2.png").arg(name, QLatin1String(suffix)))));
+    }
+    known.insert(name, image);
+    return image;
 }
 
 QPixmap rendition(const QPainter& painter, const QIcon& image) {
@@ -34,33 +76,17 @@ QPixmap rendition(const QPainter& painter, const QIcon& image) {
 
 namespace corvid {
 
-QIcon imageNamed(const QString& name) {
-    QHash<QString, QIcon>& loaded = loadedImages();
-    const auto known = loaded.constFind(name);
-    if (known != loaded.constEnd()) {
-        return *known;
-    }
-    registerImages();
-    QIcon image;
-    for (const char* suffix : {"", "@2x", "@3x"}) {
-        const QString path = pathOf(name, suffix);
-        if (QFile::exists(path)) {
-            image.addFile(path);
-        }
-    }
-    loaded.insert(name, image);
-    return image;
+void startDecodingImages() {
+    static_cast<void>(decoding());
 }
 
-// No larger ones: adding a file decodes it, and a large one takes as long as the rest of the
-// window.
+QIcon imageNamed(const QString& name) {
+    return imageWithRenditions(name, {"", "@2x", "@3x"});
+}
+
 QIcon programIcon() {
-    registerImages();
-    QIcon icon;
-    for (const char* size : {"16", "24", "32", "48", "64", "128"}) {
-        icon.addFile(pathOf(QStringLiteral("cachemanager_"), size));
-    }
-    return icon;
+    return imageWithRenditions(QStringLiteral("cachemanager"),
+                               {"_16", "_24", "_32", "_48", "_64", "_128"});
 }
 
 QSize imageSize(const QIcon& image) {

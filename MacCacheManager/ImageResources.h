@@ -7,6 +7,11 @@ class QPainter;
 
 namespace corvid {
 
+// Begins to decode the program's images on another thread, so that they are there when the window
+// has its fonts and asks for them; without it, they are decoded when the first is asked for. Wants
+// an application.
+void startDecodingImages();
+
 // An image of the program by its name without type, with its renditions for every pixel density; a
 // null icon when there is none.
 QIcon imageNamed(const QString& name);

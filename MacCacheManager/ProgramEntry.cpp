@@ -1,7 +1,6 @@
 #include "MacCacheManager/ProgramEntry.h"
 
 #include "MacCacheManager/AppController.h"
-#include "MacCacheManager/ImageResources.h"
 #include "runtime/maro_log.h"
 
 #include <QApplication>
@@ -57,7 +56,6 @@ int runProgram(int argc, char** argv) {
     startSession(argc, argv);
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Cache Manager"));
-    QApplication::setWindowIcon(programIcon());
 #ifndef Q_OS_MACOS
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 #endif
