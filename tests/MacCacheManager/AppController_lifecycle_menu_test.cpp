@@ -113,10 +113,10 @@ TEST_F(MenuBar, ShortcutsWorkWhileTheOutlineHasTheKeyboard) {
     outline().setFocus();
     press(Qt::Key_E, Qt::ControlModifier);
     EXPECT_EQ(model().rowCount(), 10);
-    corvid::test::AlertAnswerer answer("OK");
+    user.willClick("OK");
     press(Qt::Key_Delete);
-    EXPECT_EQ(answer.shown(), 1);
-    EXPECT_EQ(answer.title(), "You have not selected any items for deletion.");
+    ASSERT_EQ(user.seen().size(), 1U);
+    EXPECT_EQ(user.seen()[0].title, "You have not selected any items for deletion.");
 }
 
 TEST_F(MenuBar, ItsSettingsCommandOpensTheSheet) {

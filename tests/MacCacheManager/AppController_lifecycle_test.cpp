@@ -32,6 +32,17 @@ protected:
     }
 };
 
+TEST_F(ControllerStart, EveryWindowCarriesTheProgramsIcon) {
+    awake();
+    for (const QWidget* window : {static_cast<QWidget*>(controller->getWindow()),
+                                  static_cast<QWidget*>(outlet<QDialog>("m_sheetSettings"))}) {
+        ASSERT_NE(window, nullptr);
+        for (const int size : {16, 24, 32, 48, 64, 128}) {
+            EXPECT_TRUE(window->windowIcon().availableSizes().contains(QSize(size, size))) << size;
+        }
+    }
+}
+
 TEST_F(ControllerStart, EveryOutletIsThere) {
     awake();
     EXPECT_EQ(controller->getWindow()->objectName(), "m_window");
@@ -130,9 +141,9 @@ TEST_F(ControllerStart, TheToolbarsButtonsDoWhatTheySay) {
     caches[2].addProject("/Jobs/Another.aep");
     clickButton("m_btnRefresh");
     EXPECT_GE(row("Another.aep"), 0);
-    corvid::test::AlertAnswerer answer("OK");
+    user.willClick("OK");
     clickButton("m_btnDelete");
-    EXPECT_EQ(answer.shown(), 1);
+    EXPECT_EQ(user.seen().size(), 1U);
     clickButton("m_btnSettings");
     auto* sheet = outlet<QDialog>("m_sheetSettings");
     EXPECT_TRUE(sheet->isVisible());

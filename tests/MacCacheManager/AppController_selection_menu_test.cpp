@@ -10,7 +10,6 @@
 
 namespace {
 
-using corvid::test::AlertAnswerer;
 using corvid::test::ControllerTest;
 using corvid::test::titlesOf;
 
@@ -160,9 +159,9 @@ TEST_F(ContextMenus, EntriesDoWhatTheySay) {
 }
 
 TEST_F(ContextMenus, DeletingWithoutASelectionIsAnswered) {
-    AlertAnswerer answer("OK");
+    user.willClick("OK");
     entry(*controller->contextMenu(), "Delete selected item(s)")->trigger();
-    EXPECT_EQ(answer.shown(), 1);
+    EXPECT_EQ(user.seen().size(), 1U);
 }
 
 TEST_F(ContextMenus, MenusAreBuiltWhenTheInterfaceIsLoaded) {
@@ -174,9 +173,8 @@ TEST_F(ContextMenus, MenusAreBuiltWhenTheInterfaceIsLoaded) {
 }
 
 TEST_F(ContextMenus, ShowingThePathNeedsASelection) {
-    AlertAnswerer answer("OK");
     controller->showProjectPath();
-    EXPECT_EQ(answer.shown(), 0);
+    EXPECT_TRUE(user.seen().empty());
 }
 
 struct PathText {
@@ -193,13 +191,13 @@ TEST_P(ShownProjectPath, IsTheWholeNameAsItIs) {
     launch();
     ASSERT_EQ(model().rowCount(), 1);
     click(0);
-    AlertAnswerer answer("OK");
+    user.willClick("OK");
     controller->showProjectPath();
-    EXPECT_EQ(answer.shown(), 1);
-    EXPECT_EQ(answer.title(), "The project path for the selected item is:");
-    EXPECT_EQ(answer.message(), QString::fromUtf8(GetParam().shown));
-    EXPECT_EQ(answer.buttons(), QStringList("OK"));
-    EXPECT_TRUE(answer.isPlain());
+    ASSERT_EQ(user.seen().size(), 1U);
+    EXPECT_EQ(user.seen()[0].title, "The project path for the selected item is:");
+    EXPECT_EQ(user.seen()[0].message, GetParam().shown);
+    EXPECT_THAT(user.seen()[0].buttons, ::testing::ElementsAre("OK"));
+    EXPECT_TRUE(user.seen()[0].isPlain);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -9,144 +9,24 @@
 #include "store/KavroPISSConfigHelper.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/PISSMD5.h"
+#include "tests/support/dialog_user.h"
 #include "tests/support/product_root.h"
 #include "tests/support/user_defaults_folder.h"
 
 #include <gmock/gmock.h>
 
 #include <QApplication>
-#include <QDialogButtonBox>
-#include <QFileDialog>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMenuBar>
-#include <QMessageBox>
-#include <QPointer>
-#include <QPushButton>
 #include <QTest>
-#include <QTimer>
 #include <QToolButton>
 
-#include <deque>
-#include <functional>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace corvid::test {
-
-// What an alert or a folder chooser showed to the user.
-struct ShownDialog {
-    std::string title;   // of an alert the large text, of a chooser what stands in its title bar
-    std::string message; // of a chooser the folder in which it opened
-    std::vector<std::string> buttons;
-    std::string defaultButton;
-};
-
-// Answers dialogs in the order in which they come up, by clicking their buttons. A dialog for which
-// there is no answer fails the test and is dismissed.
-class DialogUser {
-public:
-    DialogUser() {
-        QObject::connect(&m_timer, &QTimer::timeout, [this] { look(); });
-        m_timer.start(kInterval);
-    }
-
-    // The button to click in the next alert.
-    void willClick(const std::string& button) {
-        m_answers.emplace_back([button](QDialog& dialog) { click(dialog, button); });
-    }
-    // The path to enter into the next folder chooser, and the button to click then. When the
-    // chooser reads anything else from it, the test fails and the chooser is dismissed: what
-    // follows would be done to another folder.
-    void willChoose(const std::string& folder, const std::string& button = "Choose folder") {
-        m_answers.emplace_back([folder, button](QDialog& dialog) {
-            auto& chooser = dynamic_cast<QFileDialog&>(dialog);
-            const QString path = QString::fromStdString(folder);
-            const QString whole = chooser.directory().absoluteFilePath(path);
-            auto* name = chooser.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-            if (path.contains(QLatin1Char('"'))) { // to the chooser quotes part several names
-                chooser.setDirectory(whole);
-                name->clear();
-            } else {
-                name->setText(path);
-            }
-            if (chooser.selectedFiles() != QStringList{whole}) {
-                ADD_FAILURE() << "the chooser reads "
-                              << chooser.selectedFiles().join(QLatin1Char(' ')).toStdString();
-                dialog.reject();
-                return;
-            }
-            click(dialog, button);
-        });
-    }
-    // Anything else to do with the next dialog; it must close it.
-    void will(std::function<void(QDialog&)> answer) { m_answers.push_back(std::move(answer)); }
-
-    const std::vector<ShownDialog>& seen() const { return m_seen; }
-    bool hasAnsweredAll() const { return m_answers.empty(); }
-
-    static void click(QDialog& dialog, const std::string& text) {
-        for (auto* button : dialog.findChildren<QPushButton*>()) {
-            if (button->text().toStdString() == text && button->isVisible()) {
-                QTest::mouseClick(button, Qt::LeftButton);
-                return;
-            }
-        }
-        ADD_FAILURE() << "no button '" << text << "'";
-        dialog.reject();
-    }
-
-private:
-    static constexpr int kInterval = 2; // milliseconds
-
-    static ShownDialog describe(const QDialog& dialog) {
-        ShownDialog shown;
-        if (const auto* alert = qobject_cast<const QMessageBox*>(&dialog)) {
-            shown.title = alert->text().toStdString();
-            shown.message = alert->informativeText().toStdString();
-        } else if (const auto* chooser = qobject_cast<const QFileDialog*>(&dialog)) {
-            shown.title = chooser->windowTitle().toStdString();
-            shown.message = chooser->directory().absolutePath().toStdString();
-        }
-        for (const auto* box : dialog.findChildren<QDialogButtonBox*>()) {
-            for (const auto* button : box->buttons()) {
-                shown.buttons.push_back(button->text().toStdString());
-                const auto* push = qobject_cast<const QPushButton*>(button);
-                if (push != nullptr && push->isDefault()) {
-                    shown.defaultButton = push->text().toStdString();
-                }
-            }
-        }
-        return shown;
-    }
-
-    void look() {
-        auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-        const bool isQuestion = qobject_cast<QMessageBox*>(dialog) != nullptr ||
-                                qobject_cast<QFileDialog*>(dialog) != nullptr;
-        if (!isQuestion || dialog == m_last) {
-            return;
-        }
-        m_last = dialog;
-        m_seen.push_back(describe(*dialog));
-        if (m_answers.empty()) {
-            ADD_FAILURE() << "unexpected dialog '" << m_seen.back().title << "'";
-            dialog->reject();
-            return;
-        }
-        const auto answer = std::move(m_answers.front());
-        m_answers.pop_front();
-        answer(*dialog);
-    }
-
-    QTimer m_timer;
-    QPointer<QDialog> m_last;
-    std::deque<std::function<void(QDialog&)>> m_answers;
-    std::vector<ShownDialog> m_seen;
-};
 
 class CommandTest : public UserDefaultsFolder {
 protected:

@@ -8,8 +8,6 @@
 #include <QDeadlineTimer>
 #include <QLabel>
 #include <QMenu>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QTest>
 
 namespace corvid::test {
@@ -25,45 +23,6 @@ bool waitFor(const std::function<bool()>& condition, int milliseconds) {
     return true;
 }
 
-AlertAnswerer::AlertAnswerer(const QString& button) : m_button(button) {
-    connect(&m_timer, &QTimer::timeout, this, &AlertAnswerer::look);
-    m_timer.start(5);
-}
-
-void AlertAnswerer::look() {
-    auto* alert = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    if (alert == nullptr || !alert->isVisible()) {
-        return;
-    }
-    m_timer.stop();
-    remember(*alert);
-    if (m_button.isNull()) {
-        QTest::keyClick(alert, Qt::Key_Escape);
-        return;
-    }
-    for (QAbstractButton* button : alert->buttons()) {
-        if (button->text() == m_button) {
-            QTest::mouseClick(button, Qt::LeftButton);
-            return;
-        }
-    }
-    ADD_FAILURE() << "the alert has no button " << m_button.toStdString();
-    alert->reject();
-}
-
-void AlertAnswerer::remember(const QMessageBox& alert) {
-    ++m_shown;
-    m_title = alert.text();
-    m_message = alert.informativeText();
-    for (const QAbstractButton* button : alert.buttons()) {
-        m_buttons << button->text();
-    }
-    m_defaultButton = alert.defaultButton() != nullptr ? alert.defaultButton()->text() : QString();
-    for (const QLabel* label : alert.findChildren<QLabel*>()) {
-        m_isPlain = m_isPlain && (label->text().isEmpty() || label->textFormat() == Qt::PlainText);
-    }
-}
-
 QStringList titlesOf(const QMenu& menu) {
     QStringList titles;
     for (const QAction* action : menu.actions()) {
@@ -77,6 +36,7 @@ ControllerTest::ControllerTest() {
 }
 
 ControllerTest::~ControllerTest() {
+    EXPECT_TRUE(user.hasAnsweredAll()) << "a dialog did not come up";
     g_shouldJumpToLastModified = false;
 }
 

@@ -5,13 +5,13 @@
 
 #include "MacCacheManager/AppController.h"
 #include "tests/support/cache_tree.h"
+#include "tests/support/dialog_user.h"
 #include "tests/support/product_root.h"
 #include "tests/support/user_defaults_folder.h"
 
 #include <QPoint>
 #include <QString>
 #include <QStringList>
-#include <QTimer>
 
 #include <ctime>
 #include <functional>
@@ -20,40 +20,11 @@
 #include <vector>
 
 class QMenu;
-class QMessageBox;
 
 namespace corvid::test {
 
 // Runs the application's loop until the condition holds; whether it did in time.
 bool waitFor(const std::function<bool()>& condition, int milliseconds = 5000);
-
-// Clicks a button, by its text, of the next alert that comes up, and remembers what the alert said.
-// With a null text Escape is pressed instead.
-class AlertAnswerer : public QObject {
-public:
-    explicit AlertAnswerer(const QString& button);
-
-    int shown() const { return m_shown; }
-    QString title() const { return m_title; }
-    QString message() const { return m_message; }
-    QStringList buttons() const { return m_buttons; }
-    QString defaultButton() const { return m_defaultButton; }
-    // Whether everything in it is shown as it is, never as markup.
-    bool isPlain() const { return m_isPlain; }
-
-private:
-    void look();
-    void remember(const QMessageBox& alert);
-
-    QTimer m_timer;
-    QString m_button;
-    QString m_title;
-    QString m_message;
-    QStringList m_buttons;
-    QString m_defaultButton;
-    bool m_isPlain = true;
-    int m_shown = 0;
-};
 
 // A menu's titles, "-" for a separator.
 QStringList titlesOf(const QMenu& menu);
@@ -112,6 +83,7 @@ protected:
     static constexpr std::time_t kOldest = 1500000000;
 
     ProductRoot root;
+    DialogUser user;
     std::vector<HandMadeCache>
         caches; // New.aep's, Old.aep's and Empty.aep's once there is the sample
     std::unique_ptr<AppController> controller;

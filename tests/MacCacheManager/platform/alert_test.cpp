@@ -1,9 +1,10 @@
 #include "MacCacheManager/platform/alert.h"
 
-#include "tests/support/controller_fixture.h"
+#include "tests/support/dialog_user.h"
 
-#include <QApplication>
-#include <QMessageBox>
+#include <gmock/gmock.h>
+
+#include <QDialog>
 #include <QWidget>
 
 namespace {
@@ -11,7 +12,9 @@ namespace {
 using corvid::AlertAnswer;
 using corvid::alertFormat;
 using corvid::runAlertPanel;
-using corvid::test::AlertAnswerer;
+using corvid::test::DialogUser;
+using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
 
 class AlertPanel : public ::testing::Test {
 protected:
@@ -19,59 +22,52 @@ protected:
     AlertAnswer ask() { return runAlertPanel(&window, "title", "message", "Yes", "No"); }
 
     QWidget window;
+    DialogUser user;
 };
 
 TEST_F(AlertPanel, ShowsTitleMessageAndButtons) {
-    const AlertAnswerer answer("Yes");
+    user.willClick("Yes");
     ask();
-    EXPECT_EQ(answer.shown(), 1);
-    EXPECT_EQ(answer.title(), "title");
-    EXPECT_EQ(answer.message(), "message");
-    EXPECT_EQ(answer.buttons().size(), 2);
-    EXPECT_TRUE(answer.buttons().contains("Yes"));
-    EXPECT_TRUE(answer.buttons().contains("No"));
-    EXPECT_EQ(answer.defaultButton(), "Yes");
+    ASSERT_EQ(user.seen().size(), 1U);
+    EXPECT_EQ(user.seen()[0].title, "title");
+    EXPECT_EQ(user.seen()[0].message, "message");
+    EXPECT_THAT(user.seen()[0].buttons, UnorderedElementsAre("Yes", "No"));
+    EXPECT_EQ(user.seen()[0].defaultButton, "Yes");
 }
 
 TEST_F(AlertPanel, AnswersWithTheButtonThatWasClicked) {
-    {
-        const AlertAnswerer answer("Yes");
-        EXPECT_EQ(ask(), AlertAnswer::Default);
-    }
-    const AlertAnswerer answer("No");
+    user.willClick("Yes");
+    EXPECT_EQ(ask(), AlertAnswer::Default);
+    user.willClick("No");
     EXPECT_EQ(ask(), AlertAnswer::Alternate);
 }
 
 TEST_F(AlertPanel, EscapeIsTheAlternateAnswer) {
-    const AlertAnswerer answer{QString()};
+    user.willPressEscape();
     EXPECT_EQ(ask(), AlertAnswer::Alternate);
-    EXPECT_EQ(answer.shown(), 1);
+    EXPECT_EQ(user.seen().size(), 1U);
 }
 
 TEST_F(AlertPanel, EscapeAnswersWithTheOnlyButton) {
-    const AlertAnswerer answer{QString()};
+    user.willPressEscape();
     EXPECT_EQ(runAlertPanel(&window, "title", "message", "OK"), AlertAnswer::Default);
-    EXPECT_EQ(answer.buttons(), QStringList("OK"));
+    ASSERT_EQ(user.seen().size(), 1U);
+    EXPECT_THAT(user.seen()[0].buttons, ElementsAre("OK"));
 }
 
 TEST_F(AlertPanel, ClosingItIsTheAlternateAnswer) {
-    QTimer closer;
-    QObject::connect(&closer, &QTimer::timeout, [] {
-        if (QWidget* alert = QApplication::activeModalWidget()) {
-            alert->close();
-        }
-    });
-    closer.start(10);
+    user.will([](QDialog& alert) { alert.close(); });
     EXPECT_EQ(ask(), AlertAnswer::Alternate);
 }
 
 TEST_F(AlertPanel, ReadsNothingAsMarkup) {
     const QString markup = "<h1>big</h1> &amp; <img src=\"x\"> %1 %s";
-    const AlertAnswerer answer("OK");
+    user.willClick("OK");
     runAlertPanel(&window, markup, markup, "OK");
-    EXPECT_EQ(answer.title(), markup);
-    EXPECT_EQ(answer.message(), markup);
-    EXPECT_TRUE(answer.isPlain());
+    ASSERT_EQ(user.seen().size(), 1U);
+    EXPECT_EQ(user.seen()[0].title, markup.toStdString());
+    EXPECT_EQ(user.seen()[0].message, markup.toStdString());
+    EXPECT_TRUE(user.seen()[0].isPlain);
 }
 
 TEST(AlertFormat, OnlyADoubledPercentSignIsRead) {
