@@ -4,7 +4,9 @@
 #include "fuzz/round_trip.h"
 #include "store/KavroPISSFrameCache.h"
 
+#include <array>
 #include <map>
+#include <memory_resource>
 #include <set>
 #include <utility>
 #include <vector>
@@ -49,10 +51,22 @@ Pairs pairsOf(Piece rest) {
     return pairs;
 }
 
+// Where the sets and maps of one input live: most of a run would otherwise go into the sanitizer's
+// records of their nodes.
+class Arena {
+public:
+    std::pmr::memory_resource* resource() { return &m_resource; }
+
+private:
+    inline static std::array<char, std::size_t{256} * 1024> s_bytes; // for one arena at a time
+    std::pmr::monotonic_buffer_resource m_resource{s_bytes.data(), s_bytes.size()};
+};
+
 // No pair twice: what a table's file holds once it was rewritten.
 Pairs distinct(const Pairs& pairs) {
+    Arena arena;
     Pairs kept;
-    std::set<std::pair<std::string, std::string>> seen;
+    std::pmr::set<std::pair<Piece, Piece>> seen(arena.resource());
     for (const auto& pair : pairs) {
         if (seen.insert(pair).second) {
             kept.push_back(pair);
@@ -62,8 +76,9 @@ Pairs distinct(const Pairs& pairs) {
 }
 
 void requireFound(const KavroPISSFrameCache& cache, const Pairs& pairs) {
-    std::map<std::string, std::string> keys;
-    std::map<std::string, std::string> hashes;
+    Arena arena;
+    std::pmr::map<Piece, Piece> keys(arena.resource());
+    std::pmr::map<Piece, Piece> hashes(arena.resource());
     for (const auto& [hash, key] : pairs) {
         keys.emplace(hash, key);
         hashes.emplace(key, hash);
@@ -72,12 +87,12 @@ void requireFound(const KavroPISSFrameCache& cache, const Pairs& pairs) {
     }
     char* text = nullptr;
     for (const auto& [hash, key] : keys) {
-        require(cache.FindOriginalProjectKeyGivenHash(hash.c_str(), &text) != 0,
+        require(cache.FindOriginalProjectKeyGivenHash(hash.data(), &text) != 0,
                 "a hash has its key");
         requireEqual(key, corvid::OwnedText(text).get(), "the first key of a hash is found");
     }
     for (const auto& [key, hash] : hashes) {
-        require(cache.FindProjectNameHashGivenKey(key.c_str(), &text) != 0, "a key has its hash");
+        require(cache.FindProjectNameHashGivenKey(key.data(), &text) != 0, "a key has its hash");
         requireEqual(hash, corvid::OwnedText(text).get(), "the first hash of a key is found");
     }
 }
