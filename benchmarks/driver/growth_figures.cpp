@@ -15,31 +15,49 @@ namespace {
 constexpr int kGrowthRounds = 11;
 constexpr int kTableRounds = 41; // a difference of two in a hundred has to show
 
+// One tree read by the program and by the limit.
+struct Readings {
+    const std::vector<Run>& tree;
+    const std::vector<Run>& limit;
+};
+
 // How the work on a twofold tree grows where that of the limit would exactly double. It does not by
 // itself: how fast the system finds a name depends on chance, on the lengths of the chains in its
 // table of names, and differs by a factor of two between trees of one shape.
-Statistics twofoldBesideTheLimit(const Runs& runs) {
+Statistics twofoldBesideTheLimit(const Readings& single, const Readings& twofold) {
     std::vector<double> values;
-    for (std::size_t i = 0; i < runs[0].size(); ++i) {
-        const double ours = runs[1][i].cpu() / runs[0][i].cpu();
-        const double limit = runs[3][i].cpu() / runs[2][i].cpu();
+    for (std::size_t i = 0; i < single.tree.size(); ++i) {
+        const double ours = twofold.tree[i].cpu() / single.tree[i].cpu();
+        const double limit = twofold.limit[i].cpu() / single.limit[i].cpu();
         values.push_back(2 * ours / limit);
     }
     return statisticsOf(std::move(values));
 }
 
-void compareTrees(Bench& bench, const std::string& figure, const Shape& single,
-                  const Shape& twofold) {
-    const Cache cache = bench.caches.cache(single);
-    const Cache larger = bench.caches.cache(twofold);
-    const Runs runs = alternate(
-        {bench.buildTree(cache), bench.buildTree(larger), bench.limit(cache), bench.limit(larger)},
-        kGrowthRounds);
+void addGrowth(Report& report, const std::string& figure, const Readings& single,
+               const Readings& twofold) {
     const char* what = "growth of the tree";
-    bench.report.add(what, figure + ", beside the limit", twofoldBesideTheLimit(runs), "x",
-                     between(1.9, 2.1));
-    bench.report.add(what, figure + ", time alone", ratioOf(runs[1], runs[0], cpuOf), "x");
-    bench.report.add(what, figure + ", the limit", ratioOf(runs[3], runs[2], cpuOf), "x");
+    report.add(what, figure + ", beside the limit", twofoldBesideTheLimit(single, twofold), "x",
+               between(1.9, 2.1));
+    report.add(what, figure + ", time alone", ratioOf(twofold.tree, single.tree, cpuOf), "x");
+    report.add(what, figure + ", the limit", ratioOf(twofold.limit, single.limit, cpuOf), "x");
+}
+
+void compareTrees(Bench& bench) {
+    // Large enough that the start of a process and the caches of the processor do not count.
+    const Shape features = bench.millionFrames();
+    const Shape single{features.projects / 2, features.compositions, features.features,
+                       features.frames};
+    const Shape frames{single.projects, single.compositions, single.features, 2 * single.frames};
+    std::vector<Command> commands;
+    for (const Shape& shape : {single, features, frames}) {
+        const Cache cache = bench.caches.cache(shape);
+        commands.push_back(bench.buildTree(cache));
+        commands.push_back(bench.limit(cache));
+    }
+    const Runs runs = alternate(commands, kGrowthRounds);
+    addGrowth(bench.report, "twice the features", {runs[0], runs[1]}, {runs[2], runs[3]});
+    addGrowth(bench.report, "twice the frames", {runs[0], runs[1]}, {runs[4], runs[5]});
 }
 
 std::string linesOfForeignKeys(long count, const std::string& prefix) {
@@ -98,13 +116,7 @@ void compareTables(Bench& bench) {
 } // namespace
 
 void measureGrowth(Bench& bench) {
-    // Large enough that the start of a process and the caches of the processor do not count.
-    const Shape twofold = bench.millionFrames();
-    const Shape single{twofold.projects / 2, twofold.compositions, twofold.features,
-                       twofold.frames};
-    compareTrees(bench, "twice the features", single, twofold);
-    compareTrees(bench, "twice the frames", single,
-                 {single.projects, single.compositions, single.features, 2 * single.frames});
+    compareTrees(bench);
     compareTables(bench);
 }
 

@@ -4,6 +4,7 @@
 #include "benchmarks/driver/figures.h"
 #include "benchmarks/driver/machine.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -81,16 +82,30 @@ bool isFamily(const std::string& name) {
     return false;
 }
 
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
 void measure(Bench& bench, const std::string& only) {
+    const Clock::time_point start = Clock::now();
     for (const Family& family : kFamilies) {
         if (!only.empty() && only != family.name) {
             continue;
         }
+        const Clock::time_point familyStart = Clock::now();
         try {
             family.measure(bench);
         } catch (const std::exception& error) {
             bench.report.fail(family.name, error.what());
         }
+        std::fprintf(stderr, "bench: measuring \"%s\" took %.0f s\n", family.name,
+                     secondsSince(familyStart));
+    }
+    if (only.empty()) {
+        bench.report.add("this benchmark", "time of all figures",
+                         statisticsOf({secondsSince(start)}), "s", atMost(600));
     }
 }
 

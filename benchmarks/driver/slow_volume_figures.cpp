@@ -84,7 +84,7 @@ void measureSlowVolume(Bench& bench) {
     const Runs runs = alternate({bench.buildTree(slow),
                                  bench.limit(slow),
                                  {{"du", "-s", "--apparent-size", slow.cacheRoot}}},
-                                bench.rounds);
+                                bench.rounds, 0); // the volume keeps nothing that could be warm
     requireSameOutput(runs);
     bench.report.add(what + ", " + std::to_string(shape.totalFrames()) + " frames", "du : tree",
                      ratioOf(runs[2], runs[0], wallOf), "x", atLeast(8));

@@ -10,8 +10,8 @@ namespace corvid::bench {
 
 namespace {
 
-constexpr int kPassesPerProcess = 15; // so that the start of a process does not count
-constexpr int kRounds = 9;
+constexpr int kPassesPerProcess = 10; // so that the start of a process does not count
+constexpr int kRounds = 7;
 
 std::string registryText(int lines) {
     std::ostringstream text;
