@@ -225,7 +225,7 @@ UniqueFd openTextFile(const char* path) {
 }
 
 LineReader::LineReader(UniqueFd file)
-    : m_file(std::move(file)), m_buffer(std::make_unique<char[]>(kBufferSize + 1)) {}
+    : m_file(std::move(file)), m_buffer(std::make_unique_for_overwrite<char[]>(kBufferSize + 1)) {}
 
 bool LineReader::fill() {
     if (m_begin > 0) {
@@ -243,6 +243,7 @@ bool LineReader::fill() {
             return false;
         }
         m_end += static_cast<std::size_t>(length);
+        m_buffer[m_end] = '\0'; // next() keeps the byte behind the last piece, too
         return true;
     }
 }
