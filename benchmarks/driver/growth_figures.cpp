@@ -14,7 +14,7 @@ namespace corvid::bench {
 
 namespace {
 
-constexpr int kGrowthRounds = 15;
+constexpr int kGrowthRounds = 11;
 constexpr int kTableRounds = 41; // a difference of two in a hundred has to show
 
 // Empties the system's tables of names and inodes, as far as we may.

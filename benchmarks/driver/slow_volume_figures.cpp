@@ -66,7 +66,7 @@ void measureSlowVolume(Bench& bench) {
         bench.report.skip(what, "built without libfuse 3");
         return;
     }
-    const Shape shape{bench.scaled(40), 2, 3, 10};
+    const Shape shape{bench.scaled(30), 2, 3, 10};
     const Cache source = bench.caches.cache(shape);
     const std::string mountPoint = bench.caches.folder() + "/slow-volume";
     std::filesystem::create_directories(mountPoint);

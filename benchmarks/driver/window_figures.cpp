@@ -67,7 +67,7 @@ void measureStart(Bench& bench) {
     const Cache cache = bench.caches.cache(shape);
     const Runs runs = alternate(
         {windowOf(bench, cache, "program"), windowOf(bench, cache, "bare"), bench.limit(cache)},
-        2 * bench.rounds);
+        4 * bench.rounds); // it is short, and what else the machine does shows
     const auto ratio = [&runs](Measure measure) {
         std::vector<double> values;
         for (std::size_t i = 0; i < runs[0].size(); ++i) {
