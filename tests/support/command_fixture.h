@@ -146,21 +146,23 @@ protected:
     void clickButton(const char* name) {
         QTest::mouseClick(&widget<QAbstractButton>(name), Qt::LeftButton);
     }
-    // Chooses a command of a menu by its text, mnemonics and dots left out.
-    void choose(const QMenu& menu, const std::string& text) {
-        for (QAction* action : menu.actions()) {
-            QString title = action->text();
-            title.remove(QLatin1Char('&')).remove(QStringLiteral("…"));
-            if (title.toStdString() == text) {
-                action->trigger();
-                return;
-            }
-        }
-        ADD_FAILURE() << "no command " << text;
-    }
+    // Chooses a command by its text, mnemonics and dots left out.
+    static void choose(const QMenu& menu, const std::string& text) { chooseIn({&menu}, text); }
     void chooseInMenuBar(const std::string& text) {
-        for (QAction* top : m_controller->getWindow()->menuBar()->actions()) {
-            for (QAction* action : top->menu()->actions()) {
+        std::vector<const QMenu*> menus;
+        for (const QAction* top : m_controller->getWindow()->menuBar()->actions()) {
+            menus.push_back(top->menu());
+        }
+        chooseIn(menus, text);
+    }
+
+    ProductRoot root; // before the controller, which reads below it
+    DialogUser user;
+
+private:
+    static void chooseIn(const std::vector<const QMenu*>& menus, const std::string& text) {
+        for (const QMenu* menu : menus) {
+            for (QAction* action : menu->actions()) {
                 QString title = action->text();
                 title.remove(QLatin1Char('&')).remove(QStringLiteral("…"));
                 if (title.toStdString() == text) {
@@ -172,10 +174,6 @@ protected:
         ADD_FAILURE() << "no command " << text;
     }
 
-    ProductRoot root; // before the controller, which reads below it
-    DialogUser user;
-
-private:
     std::unique_ptr<AppController> m_controller;
 };
 
