@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MacCacheManager/ViewGeometry.h"
+#include "MacCacheManager/views/ViewGeometry.h"
 
 #include <QIcon>
 #include <QScrollBar>

@@ -1,13 +1,16 @@
 #include "MacCacheManager/ActivityView.h"
 
+#include "MacCacheManager/CountText.h"
 #include "MacCacheManager/Fonts.h"
 #include "MacCacheManager/UISettings.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLocale>
 #include <QPainter>
+
+#include <utility>
 
 namespace {
 
@@ -15,6 +18,37 @@ constexpr int kSpinnerSize = 16;
 constexpr int kSpokes = 12;
 constexpr int kRepaintInterval = 50; // milliseconds
 constexpr int kLineFontSize = 11;
+
+// While it lives, no press, key or turn of the wheel reaches the program. Releases do: what was
+// pressed before must not stay down.
+class InputDropper : public QObject {
+public:
+    InputDropper() { qApp->installEventFilter(this); }
+    ~InputDropper() override { qApp->removeEventFilter(this); }
+    Q_DISABLE_COPY_MOVE(InputDropper)
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+        switch (event->type()) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::ContextMenu:
+        case QEvent::KeyPress:
+        case QEvent::ShortcutOverride:
+        case QEvent::Shortcut:
+        case QEvent::TabletPress:
+        case QEvent::TouchBegin:
+            return true;
+        default:
+            return false;
+        }
+    }
+};
+
+void handleEventsButInput() {
+    const InputDropper dropper;
+    QCoreApplication::processEvents();
+}
 
 } // namespace
 
@@ -27,8 +61,15 @@ ActivityView::ActivityView(QWidget* parent) : QWidget(parent), m_label(new QLabe
     m_label->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     m_label->setFont(corvid::systemFontOfSize(kLineFontSize));
     m_label->setObjectName(QStringLiteral("m_labelActivity"));
-    m_label->setAccessibleName(tr("What is being done"));
+    m_label->setForegroundRole(QPalette::ButtonText); // it lies on the toolbar, as its buttons do
     m_label->setMinimumWidth(1); // a long line is cut rather than widening the window
+    setLine(QString());
+}
+
+// A screen reader is told what it says; an empty label would have no name.
+void ActivityView::setLine(const QString& line) {
+    m_label->setText(line);
+    m_label->setAccessibleName(line.isEmpty() ? tr("Nothing is being done") : line);
 }
 
 void ActivityView::startAnimation() {
@@ -41,7 +82,7 @@ void ActivityView::startAnimation() {
 }
 
 void ActivityView::showFilesRead(std::uint64_t files) {
-    showLine(tr("Reading the cache: %1 files").arg(QLocale::system().toString(qulonglong{files})));
+    showLine(tr("Reading the cache: %1").arg(corvid::filesText(files)));
 }
 
 void ActivityView::showLine(const QString& line) {
@@ -51,14 +92,14 @@ void ActivityView::showLine(const QString& line) {
     if (m_sinceRepaint.isValid() && m_sinceRepaint.elapsed() < kRepaintInterval) {
         return;
     }
-    m_label->setText(line);
+    setLine(line);
     ++m_step;
     repaintNow();
 }
 
 void ActivityView::stopAnimation() {
     m_isAnimating = false;
-    m_label->clear();
+    setLine(QString());
     repaintNow();
 }
 
@@ -70,8 +111,15 @@ void ActivityView::repaintNow() {
     ++m_repaints;
     m_sinceRepaint.start();
     if (isVisible()) {
+        m_mayInputWait = true;
         repaint();
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        handleEventsButInput();
+    }
+}
+
+void ActivityView::dropWaitingInput() {
+    if (std::exchange(m_mayInputWait, false)) {
+        handleEventsButInput();
     }
 }
 

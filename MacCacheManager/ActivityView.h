@@ -10,8 +10,8 @@
 class QLabel;
 
 // A turning spinner beside one line of text; it keeps its place, and shows nothing, while nothing
-// is being done. It repaints at most twenty times a second and holds the user's input back until
-// the command is done.
+// is being done. It repaints at most twenty times a second. What the user presses meanwhile is
+// dropped, because it was meant for the list as it was; the window's closing is let through.
 class ActivityView : public QWidget, public corvid::BuildIndicator {
     Q_OBJECT
 
@@ -24,6 +24,9 @@ public:
     // Any line, for the other commands that take time: shown now if the last repaint is long enough
     // ago.
     void showLine(const QString& line);
+    // Drops what was pressed since the last repaint; for the end of a command that has shown
+    // something.
+    void dropWaitingInput();
     bool isAnimating() const { return m_isAnimating; }
     QString line() const;
     // How often it has been repainted since it was last started.
@@ -33,12 +36,14 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void setLine(const QString& line);
     void repaintNow();
     QRectF spinnerRect() const;
 
     QLabel* m_label;
     QElapsedTimer m_sinceRepaint;
     bool m_isAnimating = false;
+    bool m_mayInputWait = false; // something was shown since input was last dropped for good
     int m_step = 0;
     int m_repaints = 0;
 };

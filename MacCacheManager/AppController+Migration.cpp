@@ -2,12 +2,12 @@
 
 #include "MacCacheManager/ActivityView.h"
 #include "MacCacheManager/BoundedName.h"
-#include "store/KavroPISSConfigHelper.h"
-#include "store/KavroPISSFrameCache.h"
-#include "store/KavroPISSFrameCacheRegistry.h"
+#include "MacCacheManager/CorvidPanel.h"
+#include "MacCacheManager/CountText.h"
+#include "MacCacheManager/platform/alert.h"
+#include "MacCacheManager/tree_migration.h"
 
 #include <QFile>
-#include <QLocale>
 
 #include <cstring>
 
@@ -15,6 +15,10 @@ using corvid::BoundedName;
 using corvid::OverlongName;
 
 void AppController::migrateCache() {
+    runCommand(&AppController::migrateCache, [this] { migrateSelected(); });
+}
+
+void AppController::migrateSelected() {
     const FrameCacheEntry* item = getSelectedItem();
     if (item == nullptr) {
         return;
@@ -23,35 +27,40 @@ void AppController::migrateCache() {
     if (!folder) {
         return;
     }
-    const BoundedName project(item->getName(), OverlongName::Empty);
     const BoundedName newRoot(QFile::encodeName(*folder).constData(), OverlongName::Empty);
-    const char* oldRoot = item->getPathToRootCache();
-    if (*newRoot.text() == '\0' || std::strcmp(newRoot.text(), oldRoot) == 0) {
+    if (*newRoot.text() == '\0' || std::strcmp(newRoot.text(), item->getPathToRootCache()) == 0 ||
+        isMoveRefused(*item, newRoot.text())) {
         return;
     }
-    KavroPISSFrameCache(oldRoot, project.text()).DoesProjectHaveAnyCacheFiles(project.text());
-    {
-        KavroPISSFrameCache cache(oldRoot, project.text());
-        m_progressSpinner->startAnimation();
-        cache.setProgress([this, &project](std::uint64_t files) {
-            m_progressSpinner->showLine(tr("Moving “%1”: %2 files")
-                                            .arg(QString::fromUtf8(project.text()),
-                                                 QLocale::system().toString(qulonglong{files})));
-        });
-        cache.MoveProject(project.text(), newRoot.text());
-        m_progressSpinner->stopAnimation();
+    moveProject(*item, newRoot.text());
+    if (m_isCloseWanted) {
+        return;
     }
-    const KavroPISSProjectKeys keys(project.text());
-    KavroPISSConfigHelper::addOrUpdateProjectStringSetting(&keys, "DirectoryLocationOfFrameCache",
-                                                           newRoot.text());
-    if (const FrameCacheEntry* composition = item->getChildAt(0)) {
-        // Registers the project and its first composition in the new root's tables.
-        KavroPISSFrameCache cache(newRoot.text(), project.text(),
-                                  BoundedName(composition->getName(), OverlongName::Empty).text());
-        cache.StartTransaction();
-        cache.Commit();
+    rebuildTree();
+}
+
+// A directory that is moved into itself cannot be renamed: it would be copied into its own copy.
+// Below another project's it would be counted, and deleted, as that project's.
+bool AppController::isMoveRefused(const FrameCacheEntry& item, const char* newRoot) {
+    const corvid::MoveTarget target = corvid::moveTarget(item, newRoot);
+    if (target == corvid::MoveTarget::Usable) {
+        return false;
     }
-    KavroPISSConfigHelper::addOrUpdateRegistryStringSetting(project.text(), corvid::kPathToCache,
-                                                            newRoot.text());
-    refreshData();
+    const QString why =
+        target == corvid::MoveTarget::InOwnProject
+            ? tr("“%1” lies in the project's own cache. Choose a folder outside of it.")
+            : tr("“%1” lies in the cache of another project. Choose a folder that belongs to no "
+                 "project.");
+    corvid::runAlertPanel(m_window.get(), tr("The cache cannot be moved there."),
+                          why.arg(QFile::decodeName(newRoot)), QStringLiteral("OK"));
+    return true;
+}
+
+void AppController::moveProject(const FrameCacheEntry& item, const char* newRoot) {
+    m_progressSpinner->startAnimation();
+    corvid::moveProject(item, newRoot, [this, &item](std::uint64_t files) {
+        m_progressSpinner->showLine(
+            tr("Moving “%1”: %2").arg(QString::fromUtf8(item.getName()), corvid::filesText(files)));
+    });
+    m_progressSpinner->stopAnimation();
 }

@@ -1,14 +1,20 @@
 #include "MacCacheManager/AppController.h"
 
+#include "MacCacheManager/CommandMenus.h"
 #include "MacCacheManager/CorvidPanel.h"
+#include "MacCacheManager/CountText.h"
 #include "MacCacheManager/ImageResources.h"
 #include "MacCacheManager/UISettings.h"
 #include "MacCacheManager/platform/alert.h"
 #include "MacCacheManager/platform/file_browser.h"
+#include "MacCacheManager/tree_selection.h"
 
+#include "ui_MainWindow.h"
+
+#include <QFile>
 #include <QLabel>
-#include <QMenu>
-#include <QToolButton>
+
+#include <algorithm>
 
 namespace {
 
@@ -18,52 +24,29 @@ void showFigure(QLabel* label, const QString& text) {
     label->setAccessibleName(label->accessibleDescription() + QStringLiteral(": ") + text);
 }
 
+bool isOlder(const FrameCacheEntry* left, const FrameCacheEntry* right) {
+    return left->getModifiedTime() < right->getModifiedTime();
+}
+
 } // namespace
 
-void AppController::addCommand(QMenu* menu, const Command& command) {
-    if (command.title == nullptr) {
-        menu->addSeparator();
-    } else {
-        menu->addAction(QString::fromLatin1(command.title), this, command.action);
-    }
-}
-
-void AppController::setupContextMenus() {
-    constexpr Command kSeparator{nullptr, nullptr};
-    constexpr Command kDelete{"Delete selected item(s)", &AppController::delete_};
-    constexpr Command kMove{"Move cache to new location", &AppController::migrateCache};
-    constexpr Command kOldest{"Select the oldest project", &AppController::selectOldestProject};
-    constexpr Command kSelectAll{"Select all", &AppController::selectAll};
-    constexpr Command kDeselectAll{"Deselect all", &AppController::deselectAll};
-    constexpr Command kExpandAll{"Expand all", &AppController::expandAll};
-    constexpr Command kCollapseAll{"Collapse all", &AppController::collapseAll};
-    constexpr Command kLocation{"Get location of AE project", &AppController::showProjectPath};
-    constexpr Command kReveal{"Reveal in Finder", &AppController::revealInFinder};
-    constexpr Command kRefresh{"Refresh data", &AppController::refreshData};
-
-    m_contextMenu = std::make_unique<QMenu>(m_window.get());
-    for (const Command& command :
-         {kDelete, kSeparator, kOldest, kSelectAll, kDeselectAll, kSeparator, kExpandAll,
-          kCollapseAll, kSeparator, kReveal, kRefresh}) {
-        addCommand(m_contextMenu.get(), command);
-    }
-    m_contextMenuProjectsOnly = std::make_unique<QMenu>(m_window.get());
-    for (const Command& command :
-         {kDelete, kMove, kSeparator, kOldest, kSelectAll, kDeselectAll, kSeparator, kExpandAll,
-          kCollapseAll, kSeparator, kLocation, kReveal, kRefresh}) {
-        addCommand(m_contextMenuProjectsOnly.get(), command);
-    }
-    m_outlineView->setMenu(m_contextMenu.get());
-}
-
 void AppController::refreshData() {
+    runCommand(&AppController::refreshData, [this] { rebuildTree(); });
+}
+
+void AppController::rebuildTree() {
+    // Whoever asked for this until now gets it.
+    std::erase(m_waitingCommands, &AppController::refreshData);
     const corvid::OutlineState state = m_outlineView->takeState();
-    m_outlineView->setUpdatesEnabled(
-        false); // the old rows stay in sight until the new ones are there
+    m_outlineView->setPlaceholderText(readingText());
     m_dataSource.reload();
     m_outlineView->restoreState(state);
-    m_outlineView->setUpdatesEnabled(true);
     showWhyEmpty();
+    outlineViewSelectionDidChange();
+}
+
+void AppController::showTree() {
+    m_outlineView->restoreState(m_outlineView->takeState());
     outlineViewSelectionDidChange();
 }
 
@@ -75,13 +58,13 @@ void AppController::showWhyEmpty() {
         why = QString();
     } else if (!sources.hasRegistry) {
         why = tr("No cache is registered on this machine yet: the registry of cache folders does "
-                 "not exist or "
-                 "cannot be read.");
+                 "not exist or cannot be read.");
     } else if (sources.roots == 0) {
         why = tr("The registry of cache folders names no folder.");
     } else if (sources.unreadableRoots == sources.roots) {
-        why = tr("The registered cache folder(s) cannot be read: %n folder(s).", nullptr,
-                 sources.roots);
+        why = tr("No registered cache can be read: %1.")
+                  .arg(corvid::countText(static_cast<std::uint64_t>(sources.roots), tr("%1 folder"),
+                                         tr("%1 folders")));
     } else {
         why = tr("The registered cache folders hold no projects.");
     }
@@ -90,49 +73,34 @@ void AppController::showWhyEmpty() {
 
 void AppController::refreshStats() {
     const FrameCacheEntry* root = m_dataSource.getRootNode();
-    showFigure(m_labelTotalFiles, root->getFileCountString());
-    showFigure(m_labelTotalProjects, QString::number(root->getNumberOfChildren()));
-    showFigure(m_labelTotalSpace, root->getFileSizeString());
-    showFigure(m_labelSelectedFiles, QString::number(calculateSelectionFilecount(root)));
-    showFigure(m_labelSelectedSpace,
-               FrameCacheEntry::readableFileSize(calculateSelectionFilesize(root)));
-    showFigure(m_labelSelectedProjects, QString::number(m_outlineView->numberOfSelectedRows()));
+    const corvid::NodeSum selected = corvid::selectionSum(root, isSelected());
+    showFigure(m_ui->m_labelTotalFiles, root->getFileCountString());
+    showFigure(m_ui->m_labelTotalProjects, QString::number(root->getNumberOfChildren()));
+    showFigure(m_ui->m_labelTotalSpace, root->getFileSizeString());
+    showFigure(m_ui->m_labelSelectedFiles, QString::number(selected.fileCount()));
+    showFigure(m_ui->m_labelSelectedSpace, FrameCacheEntry::readableFileSize(selected.bytes));
+    showFigure(m_ui->m_labelSelectedProjects,
+               QString::number(m_outlineView->numberOfSelectedRows()));
+}
+
+std::function<bool(const FrameCacheEntry*)> AppController::isSelected() const {
+    return [this](const FrameCacheEntry* node) { return m_outlineView->isItemSelected(node); };
 }
 
 std::uint64_t AppController::calculateSelectionFilesize(const FrameCacheEntry* node) const {
-    if (node == nullptr) {
-        return 0;
-    }
-    if (m_outlineView->isItemSelected(node)) {
-        return node->getFileSize();
-    }
-    std::uint64_t total = 0;
-    for (int i = 0; i < node->getNumberOfChildren(); ++i) {
-        total += calculateSelectionFilesize(node->getChildAt(i));
-    }
-    return total;
+    return corvid::selectionSum(node, isSelected()).bytes;
 }
 
 int AppController::calculateSelectionFilecount(const FrameCacheEntry* node) const {
-    if (node == nullptr) {
-        return 0;
-    }
-    if (m_outlineView->isItemSelected(node)) {
-        return node->getFileCount();
-    }
-    unsigned total = 0; // 32 bits, going round rather than overflowing
-    for (int i = 0; i < node->getNumberOfChildren(); ++i) {
-        total += static_cast<unsigned>(calculateSelectionFilecount(node->getChildAt(i)));
-    }
-    return static_cast<int>(total);
+    return corvid::selectionSum(node, isSelected()).fileCount();
 }
 
 void AppController::selectAll() {
-    m_outlineView->selectAll();
+    runCommand(&AppController::selectAll, [this] { m_outlineView->selectAll(); });
 }
 
 void AppController::deselectAll() {
-    m_outlineView->deselectAll();
+    runCommand(&AppController::deselectAll, [this] { m_outlineView->deselectAll(); });
 }
 
 std::vector<FrameCacheEntry*> AppController::projects() const {
@@ -146,12 +114,14 @@ std::vector<FrameCacheEntry*> AppController::projects() const {
 }
 
 void AppController::expandAll() {
-    collapseAll();
-    m_outlineView->expandItems(projects());
+    runCommand(&AppController::expandAll, [this] {
+        m_outlineView->collapseItems(projects());
+        m_outlineView->expandItems(projects());
+    });
 }
 
 void AppController::collapseAll() {
-    m_outlineView->collapseItems(projects());
+    runCommand(&AppController::collapseAll, [this] { m_outlineView->collapseItems(projects()); });
 }
 
 namespace {
@@ -172,44 +142,57 @@ void AppController::deselectAllDescendants(const FrameCacheEntry* node) {
 }
 
 void AppController::selectOldestProject() {
-    const FrameCacheEntry* root = m_dataSource.getRootNode();
-    FrameCacheEntry* oldest = root->getChildAt(0);
-    if (oldest == nullptr) {
-        return;
-    }
-    for (FrameCacheEntry* project : projects()) {
-        if (project->getModifiedTime() < oldest->getModifiedTime()) {
-            oldest = project;
+    runCommand(&AppController::selectOldestProject, [this] {
+        const std::vector<FrameCacheEntry*> all = projects();
+        const auto oldest = std::min_element(all.begin(), all.end(), isOlder);
+        if (oldest != all.end()) {
+            const int row = m_model.rowForItem(*oldest);
+            m_outlineView->expandItem(*oldest, true);
+            m_outlineView->selectRow(row, false);
         }
-    }
-    const int row = m_model.rowForItem(oldest);
-    m_outlineView->expandItem(oldest, true);
-    m_outlineView->selectRow(row, false);
+    });
 }
 
 void AppController::revealInFinder() {
-    if (const FrameCacheEntry* item = getSelectedItem()) {
-        corvid::selectFileInBrowser(item->getPath());
-    }
+    runCommand(&AppController::revealInFinder, [this] {
+        const FrameCacheEntry* item = getSelectedItem();
+        if (item == nullptr) {
+            return;
+        }
+        corvid::selectFileInBrowser(item->getPath(), this,
+                                    [this, path = QFile::decodeName(item->getPath())] {
+                                        m_unrevealedPath = path;
+                                        tellNotRevealed();
+                                    });
+    });
+}
+
+void AppController::tellNotRevealed() {
+    runCommand(&AppController::tellNotRevealed, [this] {
+        corvid::runAlertPanel(m_window.get(), tr("The item cannot be shown in a file browser."),
+                              tr("No file browser answers on this desktop. The item is:") +
+                                  QLatin1Char('\n') + m_unrevealedPath,
+                              QStringLiteral("OK"));
+    });
 }
 
 void AppController::showProjectPath() {
-    if (const FrameCacheEntry* item = getSelectedItem()) {
-        corvid::runAlertPanel(
-            m_window.get(), QStringLiteral("The project path for the selected item is:"),
-            corvid::alertFormat(QString::fromUtf8(item->getName())), QStringLiteral("OK"));
-    }
+    runCommand(&AppController::showProjectPath, [this] {
+        if (const FrameCacheEntry* item = getSelectedItem()) {
+            corvid::runAlertPanel(m_window.get(),
+                                  QStringLiteral("The project path for the selected item is:"),
+                                  corvid::alertFormat(QString::fromUtf8(item->getName())),
+                                  QStringLiteral("OK"), QString(), corvid::AlertMessage::Marked);
+        }
+    });
 }
 
 void AppController::outlineViewSelectionDidChange() {
     const FrameCacheEntry* item = getSelectedItem();
     if (item != nullptr) {
-        const bool isProject = item->getNodeType() == corvid::kProjectNode;
-        m_outlineView->setMenu(isProject ? m_contextMenuProjectsOnly.get() : m_contextMenu.get());
+        m_outlineView->setMenu(m_menus->contextMenuFor(*item));
     }
-    if (auto* reveal = m_window->findChild<QToolButton*>(QStringLiteral("m_btnFinder"))) {
-        reveal->setEnabled(item != nullptr);
-    }
+    m_menus->enableActions(item);
     refreshStats();
 }
 

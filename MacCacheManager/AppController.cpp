@@ -1,23 +1,23 @@
 #include "MacCacheManager/AppController.h"
 
 #include "MacCacheManager/ActivityView.h"
+#include "MacCacheManager/CommandMenus.h"
 #include "MacCacheManager/CorvidPanel.h"
 #include "MacCacheManager/Fonts.h"
 #include "MacCacheManager/ImageResources.h"
-#include "MacCacheManager/SchemePalette.h"
+#include "MacCacheManager/SettingsSheet.h"
 #include "MacCacheManager/StatisticsView.h"
-#include "MacCacheManager/StepperView.h"
-#include "MacCacheManager/ToolbarButton.h"
 #include "MacCacheManager/ToolbarView.h"
 #include "MacCacheManager/UISettings.h"
 #include "MacCacheManager/platform/user_defaults.h"
+#include "MacCacheManager/views/SchemePalette.h"
+#include "MacCacheManager/views/SchemeStyle.h"
+#include "MacCacheManager/views/ToolbarButton.h"
 #include "runtime/maro_log.h"
 
 #include "ui_MainWindow.h"
 
 #include <QApplication>
-#include <QMenu>
-#include <QMenuBar>
 #include <QScreen>
 
 bool g_shouldJumpToLastModified = false;
@@ -32,12 +32,17 @@ QString windowFrameKey() {
 
 } // namespace
 
-AppController::AppController() : m_model(m_dataSource), m_window(std::make_unique<CorvidPanel>()) {
+AppController::AppController()
+    : m_model(m_dataSource), m_window(std::make_unique<CorvidPanel>()),
+      m_ui(std::make_unique<Ui::MainWindow>()) {
     corvid::startDecodingImages();
+#ifndef Q_OS_MACOS
+    QApplication::setStyle(new corvid::SchemeStyle);
+#endif
     QApplication::setPalette(corvid::schemePalette(*UISettings::instance()));
     loadWindow();
     QApplication::setWindowIcon(corvid::programIcon());
-    loadSettingsSheet();
+    m_settingsSheet = new corvid::SettingsSheet(m_window.get());
     connectWindow();
     m_window->awakeFromNib();
 }
@@ -45,37 +50,24 @@ AppController::AppController() : m_model(m_dataSource), m_window(std::make_uniqu
 AppController::~AppController() = default;
 
 void AppController::loadWindow() {
-    Ui::MainWindow ui;
-    ui.setupUi(m_window.get());
+    m_ui->setupUi(m_window.get());
     // The menu bar would otherwise be made only when the first menu is.
-    m_window->setCentralWidget(ui.m_viewContent);
-    m_outlineView = ui.m_outlineView;
-    m_progressSpinner = ui.m_progressSpinner;
-    m_labelTotalSpace = ui.m_labelTotalSpace;
-    m_labelTotalFiles = ui.m_labelTotalFiles;
-    m_labelTotalProjects = ui.m_labelTotalProjects;
-    m_labelSelectedSpace = ui.m_labelSelectedSpace;
-    m_labelSelectedFiles = ui.m_labelSelectedFiles;
-    m_labelSelectedProjects = ui.m_labelSelectedProjects;
+    m_window->setCentralWidget(m_ui->m_viewContent);
+    m_outlineView = m_ui->m_outlineView;
+    m_progressSpinner = m_ui->m_progressSpinner;
 
     m_dataSource.setProgressSpinner(m_progressSpinner);
     m_outlineView->setOutlineModel(&m_model);
     m_outlineView->setupOutlineView();
     m_outlineView->setFocus();
     setupFonts();
-    ui.m_viewToolbar->awakeFromNib();
-    ui.m_viewStatistics->awakeFromNib();
-
-    connect(ui.m_btnDelete, &QToolButton::clicked, this, &AppController::delete_);
-    connect(ui.m_btnRefresh, &QToolButton::clicked, this, &AppController::refreshData);
-    connect(ui.m_btnFinder, &QToolButton::clicked, this, &AppController::revealInFinder);
-    connect(ui.m_btnSettings, &QToolButton::clicked, this, &AppController::displaySettingsSheet);
-    setupMenuBar();
+    m_ui->m_viewToolbar->awakeFromNib();
+    m_ui->m_viewStatistics->awakeFromNib();
+    m_menus = std::make_unique<corvid::CommandMenus>(*this, *m_window, *m_ui);
 }
 
 void AppController::setupFonts() {
-    auto* statistics = m_window->findChild<StatisticsView*>();
-    for (QLabel* label : statistics->findChildren<QLabel*>()) {
+    for (QLabel* label : m_ui->m_viewStatistics->findChildren<QLabel*>()) {
         const bool isTitle = label->objectName().startsWith(QLatin1String("m_title"));
         label->setFont(corvid::systemFontOfSize(kStatisticsFontSize,
                                                 isTitle ? QFont::DemiBold : QFont::Normal));
@@ -87,58 +79,19 @@ void AppController::connectWindow() {
     connect(m_outlineView, &CacheOutlineView::selectionDidChange, this,
             &AppController::outlineViewSelectionDidChange);
     connect(m_window.get(), &CorvidPanel::windowWillClose, this, &AppController::windowWillClose);
+    connect(m_settingsSheet, &corvid::SettingsSheet::saveRequested, this,
+            &AppController::saveSettings);
+    connect(m_settingsSheet, &corvid::SettingsSheet::pathRequested, this,
+            &AppController::selectPath);
+    m_window->setWindowShouldClose([this] { return windowShouldClose(); });
     m_outlineView->setWillDisplayOutlineCell(
         [this](corvid::DisclosureCell& cell) { outlineViewWillDisplayOutlineCell(cell); });
-}
-
-void AppController::addMenuCommand(QMenu* menu, const QString& title,
-                                   void (AppController::*action)(),
-                                   const QList<QKeySequence>& shortcuts) {
-    QAction* command = menu->addAction(title, this, action);
-    command->setShortcuts(shortcuts);
-}
-
-void AppController::setupMenuBar() {
-    QMenuBar* bar = m_window->menuBar();
-    QMenu* file = bar->addMenu(tr("&File"));
-    addMenuCommand(file, tr("&Reveal in Finder"), &AppController::revealInFinder,
-                   {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R)});
-    addMenuCommand(file, tr("Re&fresh data"), &AppController::refreshData,
-                   {QKeySequence(Qt::Key_F5), QKeySequence(Qt::CTRL | Qt::Key_R)});
-    addMenuCommand(file, tr("Get &location of AE project"), &AppController::showProjectPath,
-                   {QKeySequence(Qt::CTRL | Qt::Key_L)});
-    addMenuCommand(file, tr("&Move cache to new location"), &AppController::migrateCache,
-                   {QKeySequence(Qt::CTRL | Qt::Key_M)});
-    file->addSeparator();
-    addMenuCommand(file, tr("&Settings…"), &AppController::displaySettingsSheet,
-                   {QKeySequence(Qt::CTRL | Qt::Key_Comma)});
-    file->addSeparator();
-    QAction* close = file->addAction(tr("&Close"), m_window.get(), &QWidget::close);
-    close->setShortcuts({QKeySequence(Qt::CTRL | Qt::Key_W), QKeySequence(Qt::CTRL | Qt::Key_Q)});
-
-    QMenu* edit = bar->addMenu(tr("&Edit"));
-    addMenuCommand(edit, tr("&Delete selected item(s)"), &AppController::delete_,
-                   {QKeySequence(Qt::Key_Delete), QKeySequence(Qt::CTRL | Qt::Key_Backspace)});
-    addMenuCommand(edit, tr("Delete a&ll…"), &AppController::deleteAll,
-                   {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Delete)});
-    edit->addSeparator();
-    addMenuCommand(edit, tr("Select &all"), &AppController::selectAll,
-                   {QKeySequence(Qt::CTRL | Qt::Key_A)});
-    addMenuCommand(edit, tr("D&eselect all"), &AppController::deselectAll,
-                   {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A)});
-    addMenuCommand(edit, tr("Select the &oldest project"), &AppController::selectOldestProject,
-                   {QKeySequence(Qt::CTRL | Qt::Key_O)});
-
-    QMenu* view = bar->addMenu(tr("&View"));
-    addMenuCommand(view, tr("&Expand all"), &AppController::expandAll,
-                   {QKeySequence(Qt::CTRL | Qt::Key_E)});
-    addMenuCommand(view, tr("&Collapse all"), &AppController::collapseAll,
-                   {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E)});
 }
 
 void AppController::awakeFromNib() {
     m_deletionArray.reset();
     placeWindow();
+    m_outlineView->setPlaceholderText(readingText());
     m_window->show();
     m_window->raise();
     m_window->activateWindow();
@@ -151,8 +104,11 @@ void AppController::placeWindow() {
     if (saved) {
         m_window->setGeometry(*saved);
     }
+    // Whether it is to be centred is decided by where it was, not by what is made of it.
     const QRect screen = QGuiApplication::primaryScreen()->geometry();
-    if (!saved || corvid::liesOffScreen(m_window->geometry(), screen)) {
+    const bool isCentred = !saved || corvid::liesOffScreen(m_window->geometry(), screen);
+    m_window->fitScreen();
+    if (isCentred) {
         m_window->center();
     }
 }
@@ -161,6 +117,7 @@ void AppController::applicationDidFinishLaunching() {
     maro_log("Application finished launching.");
     maro_log("Notifying the datasource that it should provide data");
     m_dataSource.setShouldProvideData(true);
+    m_window->waitForFirstFrame();
     refreshData();
     if (g_shouldJumpToLastModified) {
         selectOldestProject();
@@ -172,7 +129,51 @@ void AppController::windowWillClose() {
     QCoreApplication::quit();
 }
 
+QString AppController::readingText() {
+    return tr("Reading…");
+}
+
 FrameCacheEntry* AppController::getSelectedItem() const {
     const int row = m_outlineView->selectedRow();
     return row >= 0 ? m_model.itemAtRow(row) : nullptr;
+}
+
+void AppController::initializeSettings() {
+    m_settingsSheet->initializeSettings();
+}
+
+bool AppController::commitChanges() {
+    return m_settingsSheet->commitChanges();
+}
+
+std::optional<QString> AppController::selectFolder(const QString& startFolder) {
+    return m_settingsSheet->selectFolder(startFolder);
+}
+
+void AppController::displaySettingsSheet() {
+    runCommand(&AppController::displaySettingsSheet, [this] { m_settingsSheet->display(); });
+}
+
+void AppController::cancelSettings() {
+    m_settingsSheet->reject();
+}
+
+void AppController::saveSettings() {
+    runCommand(&AppController::saveSettings, [this] { m_settingsSheet->save(); });
+}
+
+void AppController::checkedUnlimitedCache() {
+    m_settingsSheet->checkedUnlimitedCache();
+}
+
+void AppController::checkedCacheCreation() {
+    m_settingsSheet->checkedCacheCreation();
+}
+
+void AppController::incrementMaxCacheSize(float value) {
+    m_settingsSheet->incrementMaxCacheSize(value);
+}
+
+void AppController::selectPath() {
+    runCommand(&AppController::selectPath, [this] { m_settingsSheet->selectPath(); });
 }

@@ -2,7 +2,8 @@
 
 // The controller of the main window: it owns the interface, carries out the commands and keeps the
 // totals. Every command runs to its end on the window's thread; a command that changes the disk
-// ends with a rebuild of the tree.
+// ends with a rebuild of the tree. A command that is asked for while another is at work is run
+// after it, once, if it is still open to the user then.
 
 #include "MacCacheManager/CacheDataSource.h"
 #include "MacCacheManager/CacheOutlineView.h"
@@ -11,23 +12,24 @@
 #include <QObject>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
 
 class ActivityView;
 class CorvidPanel;
-class QCheckBox;
-class QDialog;
-class QGroupBox;
-class QLabel;
-class QLineEdit;
 class QMenu;
-class QPushButton;
+
+namespace Ui {
+class MainWindow;
+}
 
 namespace corvid {
-class StepperView;
-}
+class CommandMenus;
+class SettingsSheet;
+struct DeletionStep;
+} // namespace corvid
 
 // Set by the command line: whether to select the oldest project once the tree is there.
 extern bool g_shouldJumpToLastModified;
@@ -55,8 +57,10 @@ public:
     std::uint64_t calculateSelectionFilesize(const FrameCacheEntry* node) const;
     int calculateSelectionFilecount(const FrameCacheEntry* node) const;
     void deselectAllDescendants(const FrameCacheEntry* node);
-    QMenu* contextMenu() const { return m_contextMenu.get(); }
-    QMenu* contextMenuProjectsOnly() const { return m_contextMenuProjectsOnly.get(); }
+    // Builds the two context menus, in place of those that were, and installs the first.
+    void setupContextMenus();
+    QMenu* contextMenu() const;
+    QMenu* contextMenuProjectsOnly() const;
 
     // Collects the topmost selected nodes of a subtree, in the tree's order.
     void buildDeletionArray(FrameCacheEntry* node);
@@ -68,11 +72,9 @@ public:
     void deleteCacheWithProject(const char* project, const char* composition, const char* feature,
                                 FrameCacheEntry* rowData);
 
-    // Fills the sheet's controls from the settings.
+    // What the settings sheet does.
     void initializeSettings();
-    // Checks the sheet's entries and writes them; false, with nothing written, when a check fails.
     bool commitChanges();
-    // The folder chooser; nothing when the user cancels.
     std::optional<QString> selectFolder(const QString& startFolder);
 
 public slots:
@@ -101,63 +103,60 @@ public slots:
 
     void migrateCache();
 
+    // Closes the window, which ends the program: now, or when the command at work has come to the
+    // end of the item in hand.
+    void close();
     void windowWillClose();
 
 private:
-    // A command's name, what it does, and its shortcut in the menu bar.
-    struct Command {
-        const char* title; // null for a separator
-        void (AppController::*action)();
-    };
+    // Commands are known by their slots.
+    using Command = void (AppController::*)();
+
+    // Does a command's work, or keeps the command for later while another is at work.
+    void runCommand(Command command, const std::function<void()>& work);
+    void runWaitingCommand();
+    bool windowShouldClose();
 
     void loadWindow();
-    void loadSettingsSheet();
     void connectWindow();
     void setupFonts();
-    void setupMenuBar();
-    void addMenuCommand(QMenu* menu, const QString& title, void (AppController::*action)(),
-                        const QList<QKeySequence>& shortcuts);
     void placeWindow();
-    void setupContextMenus();
-    void addCommand(QMenu* menu, const Command& command);
     std::vector<FrameCacheEntry*> projects() const;
+    // Asks the outline whether a node's row is selected.
+    std::function<bool(const FrameCacheEntry*)> isSelected() const;
+    // The tree is read again, or only shown again as it is.
+    void rebuildTree();
+    void showTree();
+    // What the list says while there is nothing to show yet.
+    static QString readingText();
     void showWhyEmpty();
-    void detach(FrameCacheEntry* node);
-    bool isLowLimitAccepted(int limit);
-    void initializeWarnings();
-    void commitWarnings();
-    void reportDeletion(const char* name, std::uint64_t files);
-    void showLimit(bool isLimited, const QString& text);
+    void tellNotRevealed();
+    void deleteSelected();
+    bool isDeletionConfirmed();
+    void deleteCollected();
+    void carryOut(const std::vector<corvid::DeletionStep>& steps);
+    void migrateSelected();
+    bool isMoveRefused(const FrameCacheEntry& item, const char* newRoot);
+    void moveProject(const FrameCacheEntry& item, const char* newRoot);
 
     CacheDataSource m_dataSource;
     OutlineModel m_model;
     std::unique_ptr<CorvidPanel> m_window;
+    std::unique_ptr<Ui::MainWindow> m_ui; // its views are the window's
 
-    // Owned by the window.
+    // Owned by the window; the two views of the interface that every command has to do with.
     CacheOutlineView* m_outlineView = nullptr;
     ActivityView* m_progressSpinner = nullptr;
-    QLabel* m_labelTotalSpace = nullptr;
-    QLabel* m_labelTotalFiles = nullptr;
-    QLabel* m_labelTotalProjects = nullptr;
-    QLabel* m_labelSelectedSpace = nullptr;
-    QLabel* m_labelSelectedFiles = nullptr;
-    QLabel* m_labelSelectedProjects = nullptr;
-    QDialog* m_sheetSettings = nullptr;
-    QCheckBox* m_btnEnableCacheCreation = nullptr;
-    QCheckBox* m_btnEnableCacheWarnings = nullptr;
-    QCheckBox* m_btnUnlimitedCache = nullptr;
-    QPushButton* m_btnSelectPath = nullptr;
-    corvid::StepperView* m_stepperCacheSize = nullptr;
-    QGroupBox* m_boxCacheSettings = nullptr;
-    QLineEdit* m_tbPathToRootCache = nullptr;
-    QLineEdit* m_tbMaxCacheValue = nullptr;
+    corvid::SettingsSheet* m_settingsSheet = nullptr;
 
-    std::unique_ptr<QMenu> m_contextMenu;
-    std::unique_ptr<QMenu> m_contextMenuProjectsOnly;
+    std::unique_ptr<corvid::CommandMenus> m_menus;
     // Present only during a deletion; the nodes are the tree's.
     std::optional<std::vector<FrameCacheEntry*>> m_deletionArray;
     // Nodes taken out of the tree during a deletion, kept until its end because it still names
     // them.
     std::vector<std::unique_ptr<FrameCacheEntry>> m_detachedNodes;
-    bool m_wereWarningsShown = true;
+    bool m_isAtWork = false; // a command is
+    bool m_isCloseWanted = false;
+    std::vector<Command> m_waitingCommands; // in the order of asking, each once
+    QString m_unrevealedPath;
 };

@@ -5,10 +5,11 @@
 // root, under each project its compositions, under each composition its features.
 
 #include "MacCacheManager/FrameCacheEntry.h"
-#include "store/cache_walk.h"
+#include "store/cache_reading.h"
 
 #include <QString>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -50,12 +51,13 @@ public:
     // is done.
     void reload();
     void populateDatasource();
+    // Ends the build that is at work soon; nothing of it is shown. For the indicator's time.
+    void stopReading() { m_isStopped = true; }
     FrameCacheEntry* getRootNode() const { return m_rootNode.get(); }
     const corvid::BuildSources& sources() const { return m_sources; }
 
-    // Build one project (the path is not used), or one composition, by stepping frame cache models.
-    // The build itself reads ahead on several cores and uses these only where a directory is not
-    // the one that its key leads to; both give the same nodes.
+    // Build one project (the path is not used), or one composition, from a reading of their own;
+    // the build of the whole tree makes the same nodes from one reading of all.
     void addCompsToNode(FrameCacheEntry* project, const char* projectName, const char* projectPath);
     void addFeaturesToNode(FrameCacheEntry* composition, const char* projectName,
                            const char* compName);
@@ -75,25 +77,17 @@ public:
     FrameCacheEntry* outlineViewChildOfItem(int index, const FrameCacheEntry* item) const;
     int outlineViewNumberOfChildrenOfItem(const FrameCacheEntry* item) const;
     bool outlineViewIsItemExpandable(const FrameCacheEntry* item) const;
-    // By the column's identifier: "path", "file_count", "file_size", "modified", "cache_type"; any
-    // other gives the name.
+    // By the identifier of a column of the outline, or "path"; any other gives the name.
     QString outlineViewObjectValueForTableColumn(const QString& identifier,
                                                  const FrameCacheEntry* item) const;
 
 private:
     std::vector<std::string> cacheRoots();
-    void addProjectsOfRoot(const std::string& root);
-    void addContentsOfProjects();
-    // Whether everything was as read ahead; false when a model had to be stepped.
-    bool addWalkedProject(FrameCacheEntry* project, const corvid::WalkedProject& walked,
-                          const corvid::HashTable* projects, const corvid::HashTable* compositions);
-    void addWalkedComposition(FrameCacheEntry* composition,
-                              const corvid::WalkedLevel<corvid::WalkedFeature>& walked,
-                              const corvid::HashTable* projects,
-                              const corvid::HashTable* compositions);
+    void readTree();
 
     std::unique_ptr<FrameCacheEntry> m_rootNode;
     bool m_shouldProvideData = false;
     corvid::BuildIndicator* m_progressSpinner = nullptr;
     corvid::BuildSources m_sources;
+    std::atomic<bool> m_isStopped = false;
 };

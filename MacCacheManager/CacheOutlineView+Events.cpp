@@ -1,12 +1,16 @@
 #include "MacCacheManager/CacheOutlineView.h"
 #include "MacCacheManager/ImageResources.h"
 #include "MacCacheManager/UISettings.h"
-#include "MacCacheManager/ViewGeometry.h"
+#include "MacCacheManager/views/StateColors.h"
+#include "MacCacheManager/views/ViewGeometry.h"
 
 #include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
+
+#include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -14,10 +18,27 @@ constexpr int kIndentation = 16;
 constexpr int kTriangleMargin = 4;
 constexpr int kTriangleWidth = 16;
 
-// How strongly the row under the mouse takes the selection's colour.
-constexpr float kHoverStrength = 0.35F;
-// How strongly the current row, while it is not selected, is framed in the text's colour.
-constexpr float kFocusStrength = 0.4F;
+constexpr int kHoverBarWidth = 3; // at the left edge of the row under the mouse
+
+// What marks a row that is not selected, resting or under the mouse.
+QColor markColor(const UISettings& colors) {
+    return corvid::stateColor({colors.getClrFillPrimary(), colors.getClrFillSecondary()},
+                              colors.getClrTextOutlineView());
+}
+
+// Some systems ask for the menu themselves when one of these is pressed, others leave it to us.
+bool isMenuKey(const QKeyEvent& event) {
+    return event.key() == Qt::Key_Menu ||
+           (event.key() == Qt::Key_F10 && event.modifiers() == Qt::ShiftModifier);
+}
+
+// Keys that go to another row and select it.
+bool isMovingKey(const QKeyEvent& event) {
+    constexpr Qt::Key kKeys[] = {Qt::Key_Up,  Qt::Key_Down,   Qt::Key_Home,
+                                 Qt::Key_End, Qt::Key_PageUp, Qt::Key_PageDown};
+    return !event.modifiers().testFlag(Qt::ControlModifier) &&
+           std::find(std::begin(kKeys), std::end(kKeys), event.key()) != std::end(kKeys);
+}
 
 } // namespace
 
@@ -33,15 +54,15 @@ void CacheOutlineView::drawRow(QPainter* painter, const QStyleOptionViewItem& op
     const QRect row(0, option.rect.top(), viewport()->width(), option.rect.height());
     if (isSelected) {
         painter->fillRect(corvid::selectedRowRectangle(row), colors.getClrOutlineViewHighlight());
-    } else if (viewport()->underMouse() &&
-               row.contains(viewport()->mapFromGlobal(QCursor::pos()))) {
-        QColor hover = colors.getClrOutlineViewHighlight();
-        hover.setAlphaF(kHoverStrength);
-        painter->fillRect(corvid::selectedRowRectangle(row), hover);
+    } else if (m_mouse && row.contains(*m_mouse)) {
+        QRectF hovered = corvid::selectedRowRectangle(row);
+        painter->fillRect(hovered, colors.getClrFillSecondary());
+        hovered.setWidth(kHoverBarWidth);
+        painter->fillRect(hovered, markColor(colors));
     }
     QStyleOptionViewItem plain = option;
     plain.state &= ~(QStyle::State_Selected | QStyle::State_HasFocus | QStyle::State_MouseOver);
-    for (int column = 0; column < corvid::kOutlineColumns; ++column) {
+    for (int column = 0; column < m_model->columnCount(); ++column) {
         const QModelIndex cell = index.siblingAtColumn(column);
         plain.rect = QRect(columnViewportPosition(column), option.rect.top(), columnWidth(column),
                            option.rect.height());
@@ -52,9 +73,7 @@ void CacheOutlineView::drawRow(QPainter* painter, const QStyleOptionViewItem& op
         QRect(columnViewportPosition(0), option.rect.top(), columnWidth(0), option.rect.height()),
         index);
     if (hasFocus() && !isSelected && currentIndex().row() == index.row()) {
-        QColor frame = colors.getClrTextOutlineView();
-        frame.setAlphaF(kFocusStrength);
-        painter->setPen(frame);
+        painter->setPen(markColor(colors));
         painter->drawRect(row.adjusted(0, 1, -1, -1));
     }
 }
@@ -105,13 +124,14 @@ void CacheOutlineView::paintEvent(QPaintEvent* event) {
                      Qt::AlignCenter | Qt::TextWordWrap, m_placeholder);
 }
 
-FrameCacheEntry* CacheOutlineView::itemOfTriangleAt(const QPoint& position) const {
+// The first cell of the row whose triangle is there; invalid for none.
+QModelIndex CacheOutlineView::cellOfTriangleAt(const QPoint& position) const {
     const QModelIndex cell = indexAt(position);
     if (!cell.isValid() || cell.column() != 0 || !cell.data(corvid::ExpandableRole).toBool()) {
-        return nullptr;
+        return {};
     }
     const QRect triangle = disclosureRect(visualRect(cell), cell.data(corvid::DepthRole).toInt());
-    return triangle.contains(position) ? m_model->itemAtRow(cell.row()) : nullptr;
+    return triangle.contains(position) ? cell : QModelIndex();
 }
 
 void CacheOutlineView::toggle(FrameCacheEntry* item, bool withChildren) {
@@ -122,13 +142,41 @@ void CacheOutlineView::toggle(FrameCacheEntry* item, bool withChildren) {
     }
 }
 
+bool CacheOutlineView::viewportEvent(QEvent* event) {
+    follow(*event);
+    return QTreeView::viewportEvent(event);
+}
+
+// Keeps where the mouse is, to mark the row under it.
+void CacheOutlineView::follow(const QEvent& event) {
+    std::optional<QPoint> mouse;
+    switch (event.type()) {
+    case QEvent::Enter:
+        mouse = static_cast<const QEnterEvent&>(event).position().toPoint();
+        break;
+    case QEvent::MouseMove:
+        mouse = static_cast<const QMouseEvent&>(event).position().toPoint();
+        break;
+    case QEvent::Leave:
+        break;
+    default:
+        return;
+    }
+    if (mouse != m_mouse) {
+        m_mouse = mouse;
+        viewport()->update();
+    }
+}
+
 void CacheOutlineView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) {
         event->accept(); // a right-click offers the menu for what is selected already
         return;
     }
-    if (FrameCacheEntry* item = itemOfTriangleAt(event->pos())) {
-        toggle(item, event->modifiers().testFlag(Qt::AltModifier));
+    m_pressedTriangle.reset();
+    const QModelIndex triangle = cellOfTriangleAt(event->pos());
+    if (triangle.isValid()) {
+        m_pressedTriangle = triangle;
         event->accept();
         return;
     }
@@ -136,16 +184,27 @@ void CacheOutlineView::mousePressEvent(QMouseEvent* event) {
 }
 
 void CacheOutlineView::mouseMoveEvent(QMouseEvent* event) {
-    QTreeView::mouseMoveEvent(event);
-    viewport()->update(); // the row under the mouse is marked
+    if (!event->buttons().testFlag(Qt::LeftButton)) {
+        m_pressedTriangle.reset(); // its release went elsewhere
+    }
+    if (!m_pressedTriangle) { // else it would select from the last press on a name to here
+        QTreeView::mouseMoveEvent(event);
+    }
 }
 
 void CacheOutlineView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::LeftButton && itemOfTriangleAt(event->pos()) == nullptr) {
-        QTreeView::mouseReleaseEvent(event);
-    } else {
+    if (event->button() != Qt::LeftButton) {
         setState(NoState);
         event->accept();
+    } else if (m_pressedTriangle) {
+        const QModelIndex pressed = *m_pressedTriangle;
+        m_pressedTriangle.reset();
+        if (pressed.isValid() && cellOfTriangleAt(event->pos()) == pressed) {
+            toggle(m_model->itemAtRow(pressed.row()), event->modifiers().testFlag(Qt::AltModifier));
+        }
+        event->accept();
+    } else {
+        QTreeView::mouseReleaseEvent(event);
     }
 }
 
@@ -154,11 +213,10 @@ void CacheOutlineView::mouseDoubleClickEvent(QMouseEvent* event) {
         event->accept();
         return;
     }
-    FrameCacheEntry* item = itemOfTriangleAt(event->pos());
-    if (item == nullptr) {
-        item = m_model->itemAtRow(indexAt(event->pos()).row());
+    if (cellOfTriangleAt(event->pos()).isValid()) {
+        m_pressedTriangle.emplace(); // held down, and has done what it does
     }
-    if (item != nullptr) {
+    if (FrameCacheEntry* item = m_model->itemAtRow(indexAt(event->pos()).row())) {
         toggle(item, event->modifiers().testFlag(Qt::AltModifier));
     }
     event->accept();
@@ -194,6 +252,23 @@ bool CacheOutlineView::stepOutOrClose(int row, bool withChildren) {
     return true;
 }
 
+// Without a row that has the keyboard, a key begins at the end of the rows that it comes from.
+QModelIndex CacheOutlineView::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) {
+    if (m_model == nullptr || currentIndex().isValid()) {
+        return QTreeView::moveCursor(action, modifiers);
+    }
+    switch (action) {
+    case MoveNext: // asked for when the view gets the focus, which gives it to no row
+        return {};
+    case MoveUp:
+    case MovePageUp:
+    case MoveEnd:
+        return m_model->index(m_model->rowCount() - 1, 0);
+    default:
+        return m_model->index(0, 0);
+    }
+}
+
 void CacheOutlineView::keyPressEvent(QKeyEvent* event) {
     const int row = currentIndex().row();
     const bool withChildren = event->modifiers().testFlag(Qt::AltModifier);
@@ -202,25 +277,38 @@ void CacheOutlineView::keyPressEvent(QKeyEvent* event) {
         isHandled = stepIntoOrOpen(row, withChildren);
     } else if (event->key() == Qt::Key_Left) {
         isHandled = stepOutOrClose(row, withChildren);
+    } else if (isMenuKey(*event)) {
+        openMenuAtKeyboard();
+        isHandled = true;
     }
     if (isHandled) {
         event->accept();
-    } else {
-        QTreeView::keyPressEvent(event);
+        return;
+    }
+    QTreeView::keyPressEvent(event);
+    // There was nowhere to go: what the key would select is the row itself.
+    if (isMovingKey(*event) && currentIndex().row() == row && !isRowSelected(row)) {
+        selectRow(row, event->modifiers().testFlag(Qt::ShiftModifier));
     }
 }
 
-void CacheOutlineView::contextMenuEvent(QContextMenuEvent* event) {
+void CacheOutlineView::openMenuAtKeyboard() {
     QMenu* menu = menuForEvent();
-    if (menu == nullptr) {
-        event->accept();
+    if (menu == nullptr || menu->isVisible()) {
         return;
     }
-    QPoint position = event->globalPos();
+    const int row = currentIndex().isValid() ? currentIndex().row() : selectedRow();
+    const QModelIndex cell = m_model->index(row, 0);
+    scrollTo(cell);
+    const QRect inSight = visualRect(cell).intersected(viewport()->rect());
+    menu->popup(viewport()->mapToGlobal(inSight.center()));
+}
+
+void CacheOutlineView::contextMenuEvent(QContextMenuEvent* event) {
     if (event->reason() == QContextMenuEvent::Keyboard) {
-        const QRect cell = visualRect(m_model->index(selectedRow(), 0));
-        position = viewport()->mapToGlobal(cell.intersected(viewport()->rect()).center());
+        openMenuAtKeyboard();
+    } else if (QMenu* menu = menuForEvent()) {
+        menu->popup(event->globalPos());
     }
-    menu->popup(position);
     event->accept();
 }

@@ -3,17 +3,20 @@
 #include "MacCacheManager/AEScroller.h"
 #include "MacCacheManager/CustomTextCell.h"
 #include "MacCacheManager/DarkCornerView.h"
-#include "MacCacheManager/DarkHeaderView.h"
 #include "MacCacheManager/Fonts.h"
 #include "MacCacheManager/UISettings.h"
-#include "MacCacheManager/platform/date_formatter.h"
+#include "MacCacheManager/views/DarkHeaderView.h"
+#include "MacCacheManager/views/outline_accessibility.h"
 
-#include <QDateTime>
-#include <QEvent>
 #include <QMenu>
+#include <QResizeEvent>
+#include <QScrollArea>
 #include <QScrollBar>
 
 #include <algorithm>
+#include <string_view>
+#include <typeinfo>
+#include <unordered_map>
 
 namespace {
 
@@ -31,8 +34,7 @@ public:
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override {
         QStyleOptionViewItem cell = option;
-        const bool isOutlineColumn =
-            index.column() == static_cast<int>(corvid::OutlineColumn::CacheType);
+        const bool isOutlineColumn = index.column() == corvid::kTreeColumn;
         const int left = isOutlineColumn ? CacheOutlineView::disclosureRect(
                                                option.rect, index.data(corvid::DepthRole).toInt())
                                                    .right() +
@@ -53,11 +55,12 @@ public:
 
 namespace corvid {
 
-std::vector<int> outlineColumnWidths(int viewWidth, const std::vector<int>& widestTexts) {
-    constexpr int kRequested[] = {60, 60, 150};
+std::vector<int> outlineColumnWidths(int viewWidth, const std::vector<int>& neededWidths,
+                                     const std::vector<Column>& columns) {
     std::vector<int> widths{viewWidth};
-    for (std::size_t i = 0; i < std::size(kRequested); ++i) {
-        const int width = std::max(kRequested[i], i < widestTexts.size() ? widestTexts[i] : 0);
+    for (std::size_t i = 1; i < columns.size(); ++i) {
+        const int needed = i <= neededWidths.size() ? neededWidths[i - 1] : 0;
+        const int width = std::max(columns[i].usualWidth, needed);
         widths.push_back(width);
         widths.front() -= width;
     }
@@ -67,6 +70,7 @@ std::vector<int> outlineColumnWidths(int viewWidth, const std::vector<int>& wide
 } // namespace corvid
 
 CacheOutlineView::CacheOutlineView(QWidget* parent) : QTreeView(parent) {
+    corvid::makeOutlinesAccessible();
     setSelectionMode(ExtendedSelection);
     setSelectionBehavior(SelectRows);
     setRootIsDecorated(false);
@@ -89,9 +93,18 @@ CacheOutlineView::CacheOutlineView(QWidget* parent) : QTreeView(parent) {
 
 void CacheOutlineView::setOutlineModel(OutlineModel* model) {
     m_model = model;
+    m_textWidths = {};
     setModel(model);
     connect(model, &QAbstractItemModel::modelReset, this, [this] { m_isSelectedKnown = false; });
     connect(model, &QAbstractItemModel::rowsRemoved, this, [this] { m_isSelectedKnown = false; });
+}
+
+QScrollArea* CacheOutlineView::parentScrollView() const {
+    QWidget* above = parentWidget() != nullptr ? parentWidget()->parentWidget() : nullptr;
+    while (above != nullptr && typeid(*above) != typeid(QScrollArea)) {
+        above = above->parentWidget();
+    }
+    return static_cast<QScrollArea*>(above);
 }
 
 void CacheOutlineView::setupOutlineView() {
@@ -116,39 +129,33 @@ void CacheOutlineView::setupColumns() {
     header()->setSectionsClickable(false);
     header()->setMinimumSectionSize(40);
     header()->setAccessibleName(tr("Columns"));
-    measureColumns();
     layOutColumns();
 }
 
-void CacheOutlineView::measureColumns() {
-    const QFontMetrics metrics(font());
-    m_widest.clear();
-    for (const char* text : {"1000.00 MB", "9999999"}) {
-        m_widest.push_back(metrics.horizontalAdvance(QLatin1String(text)) + kSpacingX);
-    }
-    int widestDate = 0;
-    for (int month = 1; month <= 12; ++month) { // names of months differ in width
-        const QDateTime evening(QDate(2028, month, 28), QTime(22, 58, 58));
-        const QString text = corvid::shortDateTime(evening.toSecsSinceEpoch());
-        widestDate = std::max(widestDate, metrics.horizontalAdvance(text));
-    }
-    m_widest.push_back(widestDate + kSpacingX);
-}
-
-void CacheOutlineView::changeEvent(QEvent* event) {
-    QTreeView::changeEvent(event);
-    if (event->type() == QEvent::FontChange) {
-        measureColumns();
+// Comes once after any number of rows came or went, and after another font.
+void CacheOutlineView::doItemsLayout() {
+    if (m_model != nullptr) {
+        std::vector<int> fitting;
+        for (const corvid::Column& column : m_model->columns()) {
+            fitting.push_back(column.usualWidth - kSpacingX);
+        }
+        const std::vector<int> widest = m_textWidths.widest(*m_model, *viewport(), fitting);
+        m_neededWidths.clear();
+        for (std::size_t i = 1; i < widest.size(); ++i) {
+            m_neededWidths.push_back(widest[i] + kSpacingX);
+        }
         layOutColumns();
     }
+    QTreeView::doItemsLayout();
 }
 
 void CacheOutlineView::layOutColumns() {
-    if (m_model == nullptr || header()->count() < corvid::kOutlineColumns) {
+    if (m_model == nullptr || header()->count() < m_model->columnCount()) {
         return;
     }
-    const std::vector<int> widths = corvid::outlineColumnWidths(viewport()->width(), m_widest);
-    for (int column = 0; column < corvid::kOutlineColumns; ++column) {
+    const std::vector<int> widths =
+        corvid::outlineColumnWidths(viewport()->width(), m_neededWidths, m_model->columns());
+    for (int column = 0; column < m_model->columnCount(); ++column) {
         setColumnWidth(column, std::max(widths[static_cast<std::size_t>(column)],
                                         header()->minimumSectionSize()));
     }
@@ -157,6 +164,9 @@ void CacheOutlineView::layOutColumns() {
 void CacheOutlineView::resizeEvent(QResizeEvent* event) {
     QTreeView::resizeEvent(event);
     layOutColumns();
+    if (m_isChangingRows && event->size() != event->oldSize()) {
+        setUpdatesEnabled(true); // what was in sight has no place in the new size
+    }
 }
 
 void CacheOutlineView::setWillDisplayOutlineCell(
@@ -257,7 +267,7 @@ void CacheOutlineView::select(const std::vector<FrameCacheEntry*>& items) {
             ++last;
         }
         selection.append(QItemSelectionRange(
-            m_model->index(rows[i], 0), m_model->index(rows[last], corvid::kOutlineColumns - 1)));
+            m_model->index(rows[i], 0), m_model->index(rows[last], m_model->columnCount() - 1)));
         i = last + 1;
     }
     selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
@@ -284,11 +294,13 @@ void CacheOutlineView::changeKeepingSelection(Change change) {
 }
 
 void CacheOutlineView::expandItem(FrameCacheEntry* item, bool expandChildren) {
+    const int row = m_model->rowForItem(item);
     if (expandChildren && m_model->isItemExpanded(item)) {
         expandItems({item}); // some of the rows are there already, perhaps selected
     } else {
         m_model->expandItem(item, expandChildren);
     }
+    corvid::tellRowOpenedOrClosed(*this, row);
 }
 
 void CacheOutlineView::collapseItem(FrameCacheEntry* item, bool collapseChildren) {
@@ -307,6 +319,7 @@ void CacheOutlineView::collapseItem(FrameCacheEntry* item, bool collapseChildren
         m_isSelectedKnown = false;
         emit selectionDidChange();
     }
+    corvid::tellRowOpenedOrClosed(*this, row);
 }
 
 void CacheOutlineView::expandItems(const std::vector<FrameCacheEntry*>& items) {
@@ -325,11 +338,18 @@ corvid::OutlineState CacheOutlineView::takeState() {
     for (const FrameCacheEntry* item : selectedItems()) {
         state.selected.insert(item->getPath());
     }
-    if (const FrameCacheEntry* current = m_model->itemAtRow(currentIndex().row())) {
-        state.current = current->getPath();
+    state.current = currentIndex().row();
+    for (int row = 0; state.current >= 0 && row < m_model->rowCount(); ++row) {
+        state.rows.emplace_back(m_model->itemAtRow(row)->getPath());
     }
     state.scrollPosition = verticalScrollBar()->value();
     m_isChangingRows = true;
+    // The old rows, if there are any, stay in sight until the new ones are there. What waits to be
+    // painted would be painted all the same, and without them.
+    if (m_model->rowCount() > 0) {
+        viewport()->repaint();
+        setUpdatesEnabled(false);
+    }
     m_model->forgetData();
     return state;
 }
@@ -340,24 +360,54 @@ void CacheOutlineView::restoreState(const corvid::OutlineState& state) {
     std::vector<FrameCacheEntry*> selected;
     std::unordered_set<std::string> wanted =
         state.selected; // two rows can share a path: one of them it was
-    int current = -1;
     for (int row = 0; row < m_model->rowCount(); ++row) {
         FrameCacheEntry* item = m_model->itemAtRow(row);
         if (wanted.erase(item->getPath()) > 0) {
             selected.push_back(item);
         }
-        if (current < 0 && state.current == item->getPath()) {
-            current = row;
-        }
     }
     select(selected);
-    if (current >= 0) {
-        selectionModel()->setCurrentIndex(m_model->index(current, 0),
-                                          QItemSelectionModel::NoUpdate);
+    const QModelIndex current = m_model->index(nearestRowLeft(state), 0);
+    if (current.isValid()) {
+        selectionModel()->setCurrentIndex(current, QItemSelectionModel::NoUpdate);
     }
     executeDelayedItemsLayout();
     verticalScrollBar()->setValue(state.scrollPosition);
+    if (current.isValid() && m_model->itemAtRow(current.row())->getPath() !=
+                                 state.rows[static_cast<std::size_t>(state.current)]) {
+        scrollTo(current); // it may be far from where the keyboard was
+    }
     m_isChangingRows = false;
+    setUpdatesEnabled(true);
+}
+
+// The row that had the keyboard, else the next after it that is still there, else the last before
+// it; -1 for none.
+int CacheOutlineView::nearestRowLeft(const corvid::OutlineState& state) const {
+    if (state.current < 0) {
+        return -1;
+    }
+    std::unordered_map<std::string_view, int> rowsThen;
+    for (std::size_t row = 0; row < state.rows.size(); ++row) {
+        rowsThen.emplace(state.rows[row], static_cast<int>(row));
+    }
+    int nearest = -1;
+    int nearestThen = -1;
+    for (int row = 0; row < m_model->rowCount(); ++row) {
+        const auto found = rowsThen.find(m_model->itemAtRow(row)->getPath());
+        if (found == rowsThen.end()) {
+            continue;
+        }
+        const int then = found->second;
+        const bool isNearer = nearestThen < state.current
+                                  ? then > nearestThen
+                                  : then >= state.current && then < nearestThen;
+        if (nearest < 0 || isNearer) {
+            nearest = row;
+            nearestThen = then;
+        }
+    }
+    return nearest;
 }
 
 void CacheOutlineView::selectionChanged(const QItemSelection& selected,

@@ -4,6 +4,7 @@
 // selection colour and keyboard.
 
 #include "MacCacheManager/OutlineModel.h"
+#include "MacCacheManager/views/outline_text_widths.h"
 
 #include <QIcon>
 #include <QMenu>
@@ -11,9 +12,12 @@
 #include <QTreeView>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
+
+class QScrollArea;
 
 namespace corvid {
 
@@ -27,13 +31,15 @@ struct DisclosureCell {
 struct OutlineState {
     std::unordered_set<std::string> expanded;
     std::unordered_set<std::string> selected;
-    std::string current;
+    int current = -1;              // the row with the keyboard, -1 for none
+    std::vector<std::string> rows; // all, from the top, when there is one
     int scrollPosition = 0;
 };
 
-// The outline's column widths in a view of the given width: 60, 60 and 150 (more where that does
-// not hold the column's widest usual text) and for the first what they leave.
-std::vector<int> outlineColumnWidths(int viewWidth, const std::vector<int>& widestTexts);
+// The columns' widths in a view of the given width: the usual ones, more where that is less than
+// the texts need of a column after the first, and for the first what they leave.
+std::vector<int> outlineColumnWidths(int viewWidth, const std::vector<int>& neededWidths,
+                                     const std::vector<Column>& columns = outlineColumns());
 
 } // namespace corvid
 
@@ -46,6 +52,9 @@ public:
     // Not owned; must outlive the view's use.
     void setOutlineModel(OutlineModel* model);
     OutlineModel* outlineModel() const { return m_model; }
+    // The nearest plain scroll area around the view, looked for from its parent's parent on; null
+    // for none, as in the main window: the view scrolls its rows itself.
+    QScrollArea* parentScrollView() const;
     // Scrollers, corner, columns and cells; once, before the window is shown.
     void setupOutlineView();
     // Called before a triangle is drawn, to choose its images.
@@ -69,7 +78,9 @@ public:
     void expandItems(const std::vector<FrameCacheEntry*>& items);
     void collapseItems(const std::vector<FrameCacheEntry*>& items);
 
-    // To be called around a rebuild of the tree: the first forgets every node.
+    // To be called around a rebuild of the tree: the first forgets every node. In between the view
+    // shows the rows it had, or, when it had none or is resized, the placeholder text. When the row
+    // with the keyboard is gone, the next that is left has it afterwards, or the last before it.
     corvid::OutlineState takeState();
     void restoreState(const corvid::OutlineState& state);
 
@@ -95,33 +106,41 @@ protected:
                       const QModelIndex& index) const override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
-    void changeEvent(QEvent* event) override;
+    void doItemsLayout() override;
+    QModelIndex moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
     void selectionChanged(const QItemSelection& selected,
                           const QItemSelection& deselected) override;
 
 private:
     void setupScrollers();
     void setupColumns();
-    void measureColumns();
     void layOutColumns();
+    void follow(const QEvent& event);
     void drawDisclosure(QPainter* painter, const QRect& cell, const QModelIndex& index) const;
-    FrameCacheEntry* itemOfTriangleAt(const QPoint& position) const;
+    QModelIndex cellOfTriangleAt(const QPoint& position) const;
     void toggle(FrameCacheEntry* item, bool withChildren);
     bool stepIntoOrOpen(int row, bool withChildren);
     bool stepOutOrClose(int row, bool withChildren);
+    void openMenuAtKeyboard();
+    int nearestRowLeft(const corvid::OutlineState& state) const;
     std::vector<FrameCacheEntry*> selectedItems() const;
     void select(const std::vector<FrameCacheEntry*>& items);
     template <class Change>
     void changeKeepingSelection(Change change);
 
     OutlineModel* m_model = nullptr;
-    std::vector<int> m_widest; // of the figure columns, in pixels
+    corvid::OutlineTextWidths m_textWidths;
+    std::vector<int> m_neededWidths; // of the columns after the first
+    // Held down since it was pressed; invalid when its row has gone meanwhile.
+    std::optional<QPersistentModelIndex> m_pressedTriangle;
+    std::optional<QPoint> m_mouse; // where it is in the viewport
     QPointer<QMenu> m_menu;
     QString m_placeholder;
     std::function<void(corvid::DisclosureCell&)> m_willDisplay;

@@ -3,7 +3,7 @@
 #include "MacCacheManager/Fonts.h"
 #include "MacCacheManager/QuartzUtils.h"
 #include "MacCacheManager/UISettings.h"
-#include "MacCacheManager/ViewGeometry.h"
+#include "MacCacheManager/views/ViewGeometry.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>
@@ -19,22 +19,9 @@ void stroke(QPainter* painter, const corvid::RectangleStroke& stroke) {
     }
 }
 
-void drawEmphasis(QPainter* painter, const QRectF& frame, DarkHeaderCell::Emphasis emphasis,
-                  const UISettings& colors) {
-    if (emphasis == DarkHeaderCell::Emphasis::Hovered) {
-        constexpr float kSubtle = 0.12F;
-        QColor veil = colors.getClrHeaderOutlineHighlight();
-        veil.setAlphaF(kSubtle);
-        painter->fillRect(frame, veil);
-    } else if (emphasis == DarkHeaderCell::Emphasis::Focused) {
-        stroke(painter, {frame.adjusted(3, 3, -2, -2), colors.getClrTextTableHeader()});
-    }
-}
-
 } // namespace
 
-DarkHeaderCell::DarkHeaderCell(QString title, Emphasis emphasis)
-    : m_strTitle(std::move(title)), m_emphasis(emphasis) {}
+DarkHeaderCell::DarkHeaderCell(QString title) : m_strTitle(std::move(title)) {}
 
 void DarkHeaderCell::drawWithFrame(QPainter* painter, const QRectF& frame) const {
     const UISettings& colors = *UISettings::instance();
@@ -47,7 +34,6 @@ void DarkHeaderCell::drawWithFrame(QPainter* painter, const QRectF& frame) const
     painter->setRenderHint(QPainter::Antialiasing, false);
     stroke(painter, drawing.highlight);
     stroke(painter, drawing.shadow);
-    drawEmphasis(painter, frame, m_emphasis, colors);
     painter->setFont(titleFont());
     painter->setPen(colors.getClrTextTableHeader());
     const QFontMetricsF metrics(painter->font());

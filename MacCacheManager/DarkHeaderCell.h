@@ -10,10 +10,7 @@ class QRectF;
 // title.
 class DarkHeaderCell {
 public:
-    // How much the cell stands out: while the mouse is over it, while it has the keyboard.
-    enum class Emphasis { None, Hovered, Focused };
-
-    explicit DarkHeaderCell(QString title = QString(), Emphasis emphasis = Emphasis::None);
+    explicit DarkHeaderCell(QString title = QString());
 
     // Draws the cell into the frame and nothing outside it; a title that is too long ends in an
     // ellipsis.
@@ -23,5 +20,4 @@ public:
 
 private:
     QString m_strTitle;
-    Emphasis m_emphasis;
 };

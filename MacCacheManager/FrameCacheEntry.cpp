@@ -1,37 +1,16 @@
 #include "MacCacheManager/FrameCacheEntry.h"
 
 #include "MacCacheManager/platform/date_formatter.h"
+#include "files/path_text.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 namespace {
 
 corvid::OwnedText copyOf(const char* text) {
     return corvid::OwnedText(text != nullptr ? ::strdup(text) : nullptr);
-}
-
-// "a/b/" has the last component "b", "/" itself "/".
-QString lastPathComponent(const QString& path) {
-    int end = static_cast<int>(path.size());
-    while (end > 1 && path[end - 1] == u'/') {
-        --end;
-    }
-    const int begin = end > 0 ? static_cast<int>(path.lastIndexOf(u'/', end - 1)) + 1 : 0;
-    return begin < end ? path.mid(begin, end - begin) : path.left(end);
-}
-
-QString featureKind(const QString& name) {
-    if (name == u"SPEC_PROXY" || name == u"PROXY") {
-        return QStringLiteral("Precomp Proxy");
-    }
-    if (name == u"SPEC_RENDER") {
-        return QStringLiteral("Spec Render");
-    }
-    if (name == u"SPEC_PREVIEW") {
-        return QStringLiteral("Spec Preview");
-    }
-    return name;
 }
 
 // The text of a number, made by `make` the first time after it was set.
@@ -119,22 +98,40 @@ QString FrameCacheEntry::getLastModifiedTime() const {
 }
 
 QString FrameCacheEntry::getDisplayName() const {
-    return madeOnce(m_strDisplayName, m_strName != nullptr, "-", [this] {
-        return featureKind(lastPathComponent(QString::fromUtf8(m_strName.get())));
-    });
+    return madeOnce(m_strDisplayName, m_strName != nullptr, "-",
+                    [this] { return displayNameOf(m_strName.get()); });
 }
 
-QString FrameCacheEntry::readableFileSize(std::uint64_t bytes) {
+QString FrameCacheEntry::displayNameOf(const char* name, corvid::FeatureTable features) {
+    const std::string_view last = corvid::lastComponent(name);
+    const corvid::Feature* feature = corvid::featureOfDirectory(last, features);
+    return feature != nullptr ? QString::fromUtf8(feature->label)
+                              : QString::fromUtf8(last.data(), static_cast<qsizetype>(last.size()));
+}
+
+corvid::SizeInUnit corvid::sizeInUnit(std::uint64_t bytes) {
     const auto size = static_cast<double>(bytes);
     constexpr double kKilo = 1024.0;
     if (size < 512) {
-        return QString::asprintf("%.0f bytes", size);
+        return {size, 0, "bytes"};
     }
     if (size / kKilo < 1000) {
-        return QString::asprintf("%.2f KB", size / kKilo);
+        return {size / kKilo, 2, "KB"};
     }
     if (size / (kKilo * kKilo) < 1000) {
-        return QString::asprintf("%.2f MB", size / (kKilo * kKilo));
+        return {size / (kKilo * kKilo), 2, "MB"};
     }
-    return QString::asprintf("%.2f GB", size / (kKilo * kKilo * kKilo));
+    return {size / (kKilo * kKilo * kKilo), 2, "GB"};
+}
+
+// Qt's own formatting rounds the shortest decimal text of a number, not the number: 3.125 would
+// become 3.13.
+QString FrameCacheEntry::readableFileSize(std::uint64_t bytes) {
+    const corvid::SizeInUnit size = corvid::sizeInUnit(bytes);
+    char text[32]; // the largest number has eleven digits before the point
+    const auto end = std::to_chars(text, text + sizeof(text), size.number, std::chars_format::fixed,
+                                   size.decimals)
+                         .ptr;
+    return QString::fromLatin1(text, static_cast<int>(end - text)) + QLatin1Char(' ') +
+           QLatin1String(size.unit);
 }

@@ -2,7 +2,8 @@
 
 // A node of the cache tree: the root, a project, a composition or a feature directory.
 
-#include "store/owned_text.h"
+#include "files/owned_text.h"
+#include "store/features.h"
 
 #include <QString>
 
@@ -16,6 +17,16 @@ constexpr int kUnsetNode = 1; // what a bare node is until it is given a type
 constexpr int kProjectNode = 2;
 constexpr int kCompositionNode = 3;
 constexpr int kFeatureNode = 4;
+
+// A size as it is shown: bytes below 512, then KB, MB and GB, each up to 1000 of it, with 1024 to
+// the next.
+struct SizeInUnit {
+    double number;
+    int decimals;
+    const char* unit;
+};
+SizeInUnit sizeInUnit(std::uint64_t bytes);
+
 } // namespace corvid
 
 // Features are measured on the disk; a node with children carries the sums of its children once the
@@ -67,8 +78,11 @@ public:
     // What the outline shows in its name column: the feature's kind for a feature directory that
     // the plug-ins write, else the last path component of the name; "-" for a node without a name.
     QString getDisplayName() const;
+    // The same for a name.
+    static QString displayNameOf(const char* name,
+                                 corvid::FeatureTable features = corvid::kKnownFeatures);
 
-    // Bytes below 512 as such, then KB, MB and GB, each up to 1000 of it, with 1024 to the next.
+    // The size in its unit with two decimals, bytes with none; the same in every locale.
     static QString readableFileSize(std::uint64_t bytes);
 
 private:

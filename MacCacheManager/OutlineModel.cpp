@@ -1,6 +1,6 @@
 #include "MacCacheManager/OutlineModel.h"
 
-using corvid::OutlineColumn;
+#include <utility>
 
 namespace {
 
@@ -11,22 +11,9 @@ QString asPlainToolTip(const QString& text) {
 
 } // namespace
 
-OutlineModel::OutlineModel(const CacheDataSource& dataSource, QObject* parent)
-    : QAbstractItemModel(parent), m_dataSource(dataSource) {}
-
-QString OutlineModel::columnIdentifier(OutlineColumn column) {
-    switch (column) {
-    case OutlineColumn::CacheType:
-        return QStringLiteral("cache_type");
-    case OutlineColumn::FileSize:
-        return QStringLiteral("file_size");
-    case OutlineColumn::FileCount:
-        return QStringLiteral("file_count");
-    case OutlineColumn::Modified:
-        break;
-    }
-    return QStringLiteral("modified");
-}
+OutlineModel::OutlineModel(const CacheDataSource& dataSource, std::vector<corvid::Column> columns,
+                           QObject* parent)
+    : QAbstractItemModel(parent), m_dataSource(dataSource), m_columns(std::move(columns)) {}
 
 void OutlineModel::forgetData() {
     beginResetModel();
@@ -106,7 +93,7 @@ void OutlineModel::expandItem(FrameCacheEntry* item, bool expandChildren) {
     m_rows.insert(m_rows.begin() + row + 1, below.begin(), below.end());
     m_rowOfItem.clear();
     endInsertRows();
-    emit dataChanged(index(row, 0), index(row, corvid::kOutlineColumns - 1));
+    emit dataChanged(index(row, 0), index(row, columnCount() - 1));
 }
 
 void OutlineModel::collapseItem(FrameCacheEntry* item, bool collapseChildren) {
@@ -132,7 +119,7 @@ void OutlineModel::collapseItem(FrameCacheEntry* item, bool collapseChildren) {
         m_rowOfItem.clear();
         endRemoveRows();
     }
-    emit dataChanged(index(row, 0), index(row, corvid::kOutlineColumns - 1));
+    emit dataChanged(index(row, 0), index(row, columnCount() - 1));
 }
 
 void OutlineModel::expandItems(const std::vector<FrameCacheEntry*>& items) {
@@ -154,8 +141,8 @@ void OutlineModel::collapseItems(const std::vector<FrameCacheEntry*>& items) {
 }
 
 QModelIndex OutlineModel::index(int row, int column, const QModelIndex& parent) const {
-    const bool isCell = !parent.isValid() && row >= 0 && row < rowCount() && column >= 0 &&
-                        column < corvid::kOutlineColumns;
+    const bool isCell =
+        !parent.isValid() && row >= 0 && row < rowCount() && column >= 0 && column < columnCount();
     return isCell ? createIndex(row, column) : QModelIndex();
 }
 
@@ -168,7 +155,7 @@ int OutlineModel::rowCount(const QModelIndex& parent) const {
 }
 
 int OutlineModel::columnCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : corvid::kOutlineColumns;
+    return parent.isValid() ? 0 : static_cast<int>(m_columns.size());
 }
 
 Qt::ItemFlags OutlineModel::flags(const QModelIndex& index) const {
@@ -190,42 +177,30 @@ QVariant OutlineModel::data(const QModelIndex& index, int role) const {
         return {};
     }
     const Row& row = m_rows[static_cast<std::size_t>(index.row())];
-    const auto column = static_cast<OutlineColumn>(index.column());
+    const corvid::Column& column = m_columns[static_cast<std::size_t>(index.column())];
+    const bool isTreeColumn = index.column() == corvid::kTreeColumn;
     switch (role) {
     case Qt::DisplayRole:
-        return m_dataSource.outlineViewObjectValueForTableColumn(columnIdentifier(column),
-                                                                 row.node);
+        return column.text(*row.node);
     case Qt::ToolTipRole:
-        return column == OutlineColumn::CacheType
-                   ? asPlainToolTip(QString::fromUtf8(row.node->getName()))
-                   : QVariant();
+        return isTreeColumn ? asPlainToolTip(QString::fromUtf8(row.node->getName())) : QVariant();
     case Qt::TextAlignmentRole:
-        return QVariant::fromValue<Qt::Alignment>(
-            Qt::AlignVCenter |
-            (column == OutlineColumn::CacheType ? Qt::AlignLeft : Qt::AlignRight));
+        return QVariant::fromValue<Qt::Alignment>(Qt::AlignVCenter | column.alignment);
     case Qt::AccessibleDescriptionRole:
-        return column == OutlineColumn::CacheType ? accessibleDescription(row) : QVariant();
+        return isTreeColumn ? accessibleDescription(row) : QVariant();
     case corvid::DepthRole:
         return row.depth;
     case corvid::ExpandableRole:
         return m_dataSource.outlineViewIsItemExpandable(row.node);
     case corvid::ExpandedRole:
         return isItemExpanded(row.node);
-    case corvid::BytesRole:
-        return static_cast<qulonglong>(row.node->getFileSize());
-    case corvid::FileCountRole:
-        return row.node->getFileCount();
-    case corvid::ModifiedTimeRole:
-        return row.node->getModifiedTime();
-    case corvid::NodeTypeRole:
-        return row.node->getNodeType();
     default:
         return {};
     }
 }
 
 QVariant OutlineModel::headerData(int section, Qt::Orientation orientation, int role) const {
-    if (orientation != Qt::Horizontal || section < 0 || section >= corvid::kOutlineColumns) {
+    if (orientation != Qt::Horizontal || section < 0 || section >= columnCount()) {
         return {};
     }
     if (role == Qt::TextAlignmentRole) {
@@ -236,15 +211,5 @@ QVariant OutlineModel::headerData(int section, Qt::Orientation orientation, int 
     if (role != Qt::DisplayRole) {
         return {};
     }
-    switch (static_cast<OutlineColumn>(section)) {
-    case OutlineColumn::CacheType:
-        return tr("Name");
-    case OutlineColumn::FileSize:
-        return tr("Size");
-    case OutlineColumn::FileCount:
-        return tr("Files");
-    case OutlineColumn::Modified:
-        break;
-    }
-    return tr("Last modified");
+    return tr(m_columns[static_cast<std::size_t>(section)].title);
 }

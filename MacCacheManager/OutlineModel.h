@@ -5,6 +5,7 @@
 // by row.
 
 #include "MacCacheManager/CacheDataSource.h"
+#include "MacCacheManager/columns.h"
 
 #include <QAbstractItemModel>
 
@@ -15,17 +16,10 @@
 
 namespace corvid {
 
-enum class OutlineColumn { CacheType, FileSize, FileCount, Modified };
-constexpr int kOutlineColumns = 4;
-
 enum OutlineRole {
     DepthRole = Qt::UserRole, // int, 0 for a project
     ExpandableRole,           // bool
-    ExpandedRole,             // bool
-    BytesRole,                // qulonglong
-    FileCountRole,            // int
-    ModifiedTimeRole,         // int, seconds since 1970
-    NodeTypeRole              // int, as FrameCacheEntry has them
+    ExpandedRole              // bool
 };
 
 } // namespace corvid
@@ -36,10 +30,11 @@ class OutlineModel : public QAbstractItemModel {
 public:
     // The data source is not owned and must outlive the model. The model is empty until
     // reloadData().
-    explicit OutlineModel(const CacheDataSource& dataSource, QObject* parent = nullptr);
+    explicit OutlineModel(const CacheDataSource& dataSource,
+                          std::vector<corvid::Column> columns = corvid::outlineColumns(),
+                          QObject* parent = nullptr);
 
-    // The data source's column identifier of a column.
-    static QString columnIdentifier(corvid::OutlineColumn column);
+    const std::vector<corvid::Column>& columns() const { return m_columns; }
 
     // Forgets every node; to be called before the data source drops its tree.
     void forgetData();
@@ -105,6 +100,7 @@ private:
     QString accessibleDescription(const Row& row) const;
 
     const CacheDataSource& m_dataSource;
+    std::vector<corvid::Column> m_columns;
     std::vector<Row> m_rows;
     std::unordered_set<const FrameCacheEntry*> m_expanded;
     mutable std::unordered_map<const FrameCacheEntry*, int> m_rowOfItem; // empty until asked for

@@ -4,9 +4,10 @@
 #include "runtime/maro_log.h"
 
 #include <QApplication>
-#include <QStyleFactory>
 
 #include <cstring>
+#include <iostream>
+#include <system_error>
 
 namespace corvid {
 
@@ -31,6 +32,16 @@ void startLogging(const char* argument) {
     }
 }
 
+// Once, here: the log itself never speaks of its failures.
+void sayIfLogCannotBeWritten() {
+    if (const int reason = whyLogCannotBeWritten()) {
+        char path[1024];
+        getLogFilePath(path, sizeof(path));
+        std::cerr << "Cache Manager: cannot write the log '" << path
+                  << "': " << std::generic_category().message(reason) << '\n';
+    }
+}
+
 } // namespace
 
 void startSession(int argc, const char* const* argv) {
@@ -50,15 +61,15 @@ void startSession(int argc, const char* const* argv) {
     setDevLoggingEnabled(wantsDevLogging);
     maro_log("*** Cache Manager: new session started  ");
     maro_logDev("Dev logging enabled");
+    if (hasLogArgument) {
+        sayIfLogCannotBeWritten();
+    }
 }
 
 int runProgram(int argc, char** argv) {
     startSession(argc, argv);
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Cache Manager"));
-#ifndef Q_OS_MACOS
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-#endif
     AppController controller;
     controller.awakeFromNib();
     QMetaObject::invokeMethod(&controller, &AppController::applicationDidFinishLaunching,

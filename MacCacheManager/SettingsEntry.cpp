@@ -1,6 +1,8 @@
 #include "MacCacheManager/SettingsEntry.h"
 
+#include "files/path_text.h"
 #include "store/kvp_line.h"
+#include "store/settings_keys.h"
 
 #include <QFile>
 #include <QLocale>
@@ -14,19 +16,10 @@
 
 namespace corvid {
 
-double numberInField(const QString& text) {
-    static const QRegularExpression kNumber(
-        QStringLiteral(R"(^\s*([+-]?(?:[0-9]+\.?[0-9]*|\.[0-9]+)(?:[eE][+-]?[0-9]+)?))"));
-    return QLocale::c().toDouble(kNumber.match(text).captured(1));
-}
-
-int limitInField(const QString& text) {
-    constexpr double kLeast = std::numeric_limits<int>::min();
-    constexpr double kMost = std::numeric_limits<int>::max();
-    return static_cast<int>(std::clamp(numberInField(text), kLeast, kMost));
-}
-
 namespace {
+
+constexpr double kLeast = std::numeric_limits<int>::min();
+constexpr double kMost = std::numeric_limits<int>::max();
 
 // As few digits as tell the number from its neighbours of the same precision.
 template <class Number>
@@ -38,12 +31,26 @@ QString shortestText(Number number) {
 
 } // namespace
 
+double numberInField(const QString& text) {
+    static const QRegularExpression kNumber(
+        QStringLiteral(R"(^\s*([+-]?(?:[0-9]+\.?[0-9]*|\.[0-9]+)(?:[eE][+-]?[0-9]+)?))"));
+    const double number = QLocale::c().toDouble(kNumber.match(text).captured(1));
+    return std::clamp(number, kLeast, kMost) + 0.0; // which takes the sign from a zero
+}
+
+int limitInField(const QString& text) {
+    return static_cast<int>(numberInField(text));
+}
+
 QString fieldText(double number) {
     return shortestText(number);
 }
 
-QString fieldText(float number) {
-    return shortestText(number);
+QString steppedText(const QString& text, float step) {
+    const auto present = static_cast<float>(numberInField(text));
+    const float sum = std::max(0.0F, present + step); // 0 also for what is not a number
+    // The limit itself has no equal in single precision.
+    return static_cast<double>(sum) < kMost ? shortestText(sum) : shortestText(kMost);
 }
 
 std::optional<std::string> folderInField(const QString& path) {
@@ -56,10 +63,8 @@ std::optional<std::string> folderInField(const QString& path) {
     if (folder.empty() || !isKeptAsTyped || ::stat(folder.c_str(), &status) != 0) {
         return std::nullopt;
     }
-    if (folder.back() != '/') {
-        folder.append(1, '/');
-    }
-    if (!fitsKvpLine("default", "DirectoryLocationOfFrameCache", folder.c_str())) {
+    folder = withSeparator(std::move(folder));
+    if (!fitsKvpLine(kGlobalScope, kCacheRoot.name, folder.c_str())) {
         return std::nullopt;
     }
     return folder;

@@ -1,7 +1,7 @@
 #include "MacCacheManager/StatisticsView.h"
 
 #include "MacCacheManager/UISettings.h"
-#include "MacCacheManager/ViewGeometry.h"
+#include "MacCacheManager/views/ViewGeometry.h"
 
 #include <QGridLayout>
 #include <QPainter>

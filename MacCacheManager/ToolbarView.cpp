@@ -8,29 +8,33 @@
 
 namespace {
 
-QAbstractButton* dressedButton(const QWidget& toolbar, const QString& name, const QString& image) {
-    auto* button = toolbar.findChild<QAbstractButton*>(name);
-    if (button == nullptr) {
-        return nullptr;
-    }
-    QPalette palette = button->palette();
+struct ButtonImage {
+    const char* button;
+    const char* image;
+};
+
+constexpr ButtonImage kButtonImages[] = {{"m_btnDelete", "toolbar_delete"},
+                                         {"m_btnRefresh", "toolbar_refresh"},
+                                         {"m_btnFinder", "toolbar_finder"},
+                                         {"m_btnSettings", "toolbar_settings"}};
+
+void dress(QAbstractButton& button, const char* image) {
+    QPalette palette = button.palette();
     palette.setColor(QPalette::ButtonText, UISettings::instance()->getClrTextOutlineView());
-    button->setPalette(palette);
-    button->setIcon(corvid::imageNamed(image));
-    return button;
+    button.setPalette(palette);
+    button.setIcon(corvid::imageNamed(QLatin1String(image)));
 }
 
 } // namespace
 
 void ToolbarView::awakeFromNib() {
-    m_btnDelete =
-        dressedButton(*this, QStringLiteral("m_btnDelete"), QStringLiteral("toolbar_delete"));
-    m_btnRefresh =
-        dressedButton(*this, QStringLiteral("m_btnRefresh"), QStringLiteral("toolbar_refresh"));
-    m_btnFinder =
-        dressedButton(*this, QStringLiteral("m_btnFinder"), QStringLiteral("toolbar_finder"));
-    m_btnSettings =
-        dressedButton(*this, QStringLiteral("m_btnSettings"), QStringLiteral("toolbar_settings"));
+    for (QAbstractButton* button : findChildren<QAbstractButton*>()) {
+        for (const ButtonImage& row : kButtonImages) {
+            if (button->objectName() == QLatin1String(row.button)) {
+                dress(*button, row.image);
+            }
+        }
+    }
 }
 
 void ToolbarView::paintEvent(QPaintEvent* /*event*/) {

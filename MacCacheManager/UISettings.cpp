@@ -3,6 +3,7 @@
 #include "MacCacheManager/platform/user_defaults.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -11,6 +12,10 @@ constexpr int kLastDarkBrightness = -74;
 constexpr float kGreyWithoutBrightness = 0.28F;
 constexpr float kDarkSchemeTextGrey = 0.76F;
 constexpr float kKnobOutlineGrey = 0.15F;
+
+int brightnessSet() {
+    return corvid::userDefaultInteger(QStringLiteral("brightness")).value_or(kNoBrightnessSet);
+}
 
 // Negative levels darken by one step a unit, positive ones brighten by one step per two units.
 float greyLevel(int brightness) {
@@ -29,24 +34,30 @@ QColor grey(float level) {
 
 } // namespace
 
-UISettings::UISettings() : m_brightness(kNoBrightnessSet) {
+UISettings::UISettings() : UISettings(sharedBrightness()) {
     setupDefaults();
 }
 
-UISettings::UISettings(int brightness) : m_brightness(brightness) {}
+UISettings::UISettings(int brightness) : UISettings(std::make_shared<int>(brightness)) {}
+
+UISettings::UISettings(std::shared_ptr<int> brightness) : m_brightness(std::move(brightness)) {}
+
+const std::shared_ptr<int>& UISettings::sharedBrightness() {
+    static const auto shared = std::make_shared<int>(brightnessSet());
+    return shared;
+}
 
 UISettings* UISettings::instance() {
-    static UISettings shared;
+    static UISettings shared(sharedBrightness());
     return &shared;
 }
 
 void UISettings::setupDefaults() {
-    m_brightness =
-        corvid::userDefaultInteger(QStringLiteral("brightness")).value_or(kNoBrightnessSet);
+    *m_brightness = brightnessSet();
 }
 
 bool UISettings::isUsingBrightColorScheme() const {
-    return m_brightness > kLastDarkBrightness;
+    return *m_brightness > kLastDarkBrightness;
 }
 
 QColor UISettings::scaleColor(const QColor& color, float brightnessFactor) {
@@ -60,7 +71,7 @@ QColor UISettings::scaleColor(const QColor& color, float brightnessFactor) {
 }
 
 QColor UISettings::getClrFillPrimary() const {
-    return grey(greyLevel(m_brightness));
+    return grey(greyLevel(*m_brightness));
 }
 QColor UISettings::getClrFillSecondary() const {
     return scaledPrimary(0.9F);

@@ -2,13 +2,17 @@
 
 #include <QColor>
 
+#include <memory>
+
 // The colour scheme of all custom views: one base grey computed from the user default "brightness",
 // every other surface that grey with its brightness scaled. Views ask for colours at every draw.
 class UISettings {
 public:
-    // Reads the brightness from the user default.
+    // The scheme that every view shares, with the user default read again: all of these have one
+    // state.
     UISettings();
-    // The scheme of a given brightness; the user default is neither read nor changed.
+    // The scheme of a given brightness, with a state of its own; the user default is neither read
+    // nor changed.
     explicit UISettings(int brightness);
 
     // The scheme that every view shares, made on first use and kept until the process ends. Never
@@ -43,8 +47,10 @@ public:
     QColor getClrTextStats() const;
 
 private:
+    explicit UISettings(std::shared_ptr<int> brightness);
+    static const std::shared_ptr<int>& sharedBrightness();
     QColor scaledPrimary(float brightnessFactor) const;
     QColor textColor() const;
 
-    int m_brightness;
+    std::shared_ptr<int> m_brightness;
 };

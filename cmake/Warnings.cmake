@@ -7,6 +7,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     INTERFACE -Wno-format-truncation # bounded printing that cuts is how many operations are defined
               -Wno-restrict) # false alarms in optimised std::string concatenation (GCC bug 105651)
 endif()
+# What a mutex guards is written beside it; Clang sees that it is held.
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  target_compile_options(corvid_warnings INTERFACE -Wthread-safety)
+endif()
 target_compile_options(
   corvid_warnings
   INTERFACE -Wall

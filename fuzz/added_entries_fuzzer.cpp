@@ -1,6 +1,6 @@
-// Texts that a caller adds to the stores: what Add takes comes back from the file, its leading
-// blanks aside; what it refuses leaves nothing. The input is a name, a key and a value, with a NUL
-// byte between them, over and over.
+// Texts that a caller adds to the stores: all are taken, none of them takes the line of another
+// with it, and those of plain words come back from the file, the leading blanks of a value aside.
+// The input is a name, a key and a value, with a NUL byte between them, over and over.
 
 #include "fuzz/round_trip.h"
 #include "store/KavroPISSConfig.h"
@@ -8,8 +8,9 @@
 #include "store/KavroPISSPerProjectConfig.h"
 #include "store/Kavro_PISSRenderQueue.h"
 
-#include <cstring>
+#include <algorithm>
 #include <memory>
+#include <string>
 #include <vector>
 
 using namespace corvid::fuzz; // NOLINT(google-build-using-namespace)
@@ -41,104 +42,144 @@ std::vector<Triple> triplesOf(std::string_view rest) {
     return triples;
 }
 
-const char* behindBlanks(const char* text) {
-    return text + std::strspn(text, " \t");
+// Stands behind each triple: none of them may take another's line with it.
+constexpr char kMarkerName[] = "~marker~";
+
+std::string behindBlanks(const std::string& text) {
+    return text.substr(std::min(text.find_first_not_of(" \t"), text.size()));
 }
 
-void addEntry(Listing& listing, const char* name, const char* key, const char* value) {
-    listing.add(name);
-    listing.add(key);
-    listing.add(behindBlanks(value));
-    listing.endEntry();
+// Whether a reader gives a triple back just as it was added, but for the blanks before its value.
+// Some pass over a line without a value.
+enum class NoValue { IsKept, IsPassedOver };
+bool isPlain(const Triple& triple, NoValue noValue) {
+    return corvid::fitsKvpLine(triple.name.c_str(), triple.key.c_str(), triple.value.c_str()) &&
+           triple.name != "{" && triple.name != "}" &&
+           (noValue == NoValue::IsKept || !behindBlanks(triple.value).empty());
 }
 
-// Adds all triples with add(triple) and returns how the list has to look when it is read.
-template <class AddTriple>
-std::string added(const std::vector<Triple>& triples, AddTriple add) {
-    Listing listing;
-    for (const Triple& triple : triples) {
-        if (add(triple)) {
-            addEntry(listing, triple.name.c_str(), triple.key.c_str(), triple.value.c_str());
-        }
+template <class Add>
+void addWithMarkers(const std::vector<Triple>& triples, Add add) {
+    for (std::size_t i = 0; i < triples.size(); ++i) {
+        const Triple& triple = triples[i];
+        require(add(triple.name.c_str(), triple.key.c_str(), triple.value.c_str()),
+                "any text can be added");
+        require(add(kMarkerName, "m", std::to_string(i).c_str()), "a marker can be added");
     }
-    return listing.text();
+}
+
+// What was read has every marker, and before it what its triple has become.
+void requireComeBack(const std::vector<Triple>& triples, const std::vector<Triple>& read,
+                     NoValue noValue) {
+    std::size_t next = 0;
+    const auto isMarker = [&](std::size_t number) {
+        return next < read.size() && read[next].name == kMarkerName &&
+               read[next].value == std::to_string(number);
+    };
+    for (std::size_t i = 0; i < triples.size(); ++i) {
+        if (isPlain(triples[i], noValue)) {
+            require(next < read.size() && read[next].name == triples[i].name &&
+                        read[next].key == triples[i].key &&
+                        read[next].value == behindBlanks(triples[i].value),
+                    "a plain entry comes back");
+            ++next;
+        } else if (!isMarker(i)) {
+            ++next;
+        }
+        require(isMarker(i), "no entry takes another with it");
+        ++next;
+    }
+    require(next == read.size(), "nothing else comes back");
+}
+
+std::string orEmpty(const char* text) {
+    return text != nullptr ? text : "";
+}
+
+template <class Store>
+std::vector<Triple> settingsOf(Store& store) {
+    std::vector<Triple> read;
+    store.PrepareKeyValuePairList();
+    while (const tConfigKVPEntry* entry = store.GetNextKeyValuePairInList()) {
+        read.push_back({entry->scope, entry->key, orEmpty(entry->stringValue)});
+    }
+    return read;
 }
 
 void requireConfig(const std::vector<Triple>& triples) {
     static const std::string path =
         corvid::productPath(assignCorvidProRootConfigDirectoryPath) + "Config.txt";
     writeFile(path, "", 0);
-    std::string expected;
     {
         KavroPISSConfig config;
-        expected = added(triples, [&config](const Triple& triple) {
-            return config.Add(triple.name.c_str(), triple.key.c_str(), triple.value.c_str());
+        addWithMarkers(triples, [&config](const char* name, const char* key, const char* value) {
+            return config.Add(name, key, value);
         });
         require(config.Commit(), "the configuration can be committed");
     }
     KavroPISSConfig config;
-    Listing listing;
-    config.PrepareKeyValuePairList();
-    while (const tConfigKVPEntry* entry = config.GetNextKeyValuePairInList()) {
-        addEntry(listing, entry->scope, entry->key, entry->stringValue);
-    }
-    requireEqual(expected, listing.text(), "the configuration holds what was added");
+    require(config.IsValid() != 0, "the configuration stays valid");
+    requireComeBack(triples, settingsOf(config), NoValue::IsKept);
 }
 
 void requirePerProjectConfig(const std::vector<Triple>& triples) {
     static const std::string folder = ScratchRoot::path() + "/";
     static const std::string path = folder + ".CorvidPro2ProjectConfig.cvp";
     ::unlink(path.c_str());
-    std::string expected;
     {
         KavroPISSPerProjectConfig config(folder.c_str());
-        expected = added(triples, [&config](const Triple& triple) {
-            return config.AddWithoutHashing(triple.name.c_str(), triple.key.c_str(),
-                                            triple.value.c_str());
+        addWithMarkers(triples, [&config](const char* name, const char* key, const char* value) {
+            return config.AddWithoutHashing(name, key, value);
         });
         require(config.Commit(), "the per-project settings can be committed");
     }
     KavroPISSPerProjectConfig config(folder.c_str());
-    Listing listing;
-    config.PrepareKeyValuePairList();
-    while (const tConfigKVPEntry* entry = config.GetNextKeyValuePairInList()) {
-        addEntry(listing, entry->scope, entry->key, entry->stringValue);
-    }
-    requireEqual(expected, listing.text(), "the per-project settings hold what was added");
+    requireComeBack(triples, settingsOf(config), NoValue::IsPassedOver);
 }
 
 void requireRegistry(const std::vector<Triple>& triples) {
     static const std::string path = corvid::productPath(assignCorvidProFrameCacheRegistryFilePath);
     ::unlink(path.c_str());
-    std::string expected;
     {
         KavroPISSFrameCacheRegistry registry;
-        expected = added(triples, [&registry](const Triple& triple) {
-            return registry.AddWithoutHashing(triple.name.c_str(), triple.key.c_str(),
-                                              triple.value.c_str()) != 0;
+        addWithMarkers(triples, [&registry](const char* name, const char* key, const char* value) {
+            return registry.AddWithoutHashing(name, key, value) != 0;
         });
         require(registry.Commit() != 0, "the registry can be committed");
     }
     KavroPISSFrameCacheRegistry registry;
-    Listing listing;
+    std::vector<Triple> read;
     registry.PrepareKeyValuePairList();
-    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
-        addEntry(listing, entry->projectName, entry->key, entry->value);
+    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
+        read.push_back({entry->scope, entry->key, entry->stringValue});
     }
-    requireEqual(expected, listing.text(), "the registry holds what was added");
+    requireComeBack(triples, read, NoValue::IsPassedOver);
+}
+
+Triple tripleOf(const sRenderQueueItemKVPEntry& pair) {
+    return {pair.name, pair.key, pair.type == corvid::kRenderQueueText ? pair.value : ""};
+}
+
+// Longer by its indent, a line of a job may not fit although the triple does.
+std::vector<Triple> indented(std::vector<Triple> triples, std::size_t indent) {
+    for (Triple& triple : triples) {
+        if (isPlain(triple, NoValue::IsKept)) {
+            triple.value.resize(triple.value.size() - std::min(triple.value.size(), indent));
+        }
+    }
+    return triples;
 }
 
 // The same triples as the pairs of one item and of its one module.
-void requireRenderQueue(const std::vector<Triple>& triples) {
+void requireRenderQueue(const std::vector<Triple>& given) {
+    constexpr std::size_t kModuleIndent = 3;
+    const std::vector<Triple> triples = indented(given, kModuleIndent);
     static KavroPISSRenderQueue queue;
     queue.DeleteAllRenderQueueItems();
     auto item = std::make_unique<KavroPISSRenderQueueItem>();
     auto module = std::make_unique<KavroPISSRenderQueueItemOutputModule>();
-    const std::string pairs = added(triples, [&item](const Triple& triple) {
-        return item->Add(triple.name.c_str(), triple.key.c_str(), triple.value.c_str()) != 0;
-    });
-    const std::string modulePairs = added(triples, [&module](const Triple& triple) {
-        return module->Add(triple.name.c_str(), triple.key.c_str(), triple.value.c_str()) != 0;
+    addWithMarkers(triples, [&](const char* name, const char* key, const char* value) {
+        return item->Add(name, key, value) != 0 && module->Add(name, key, value) != 0;
     });
     require(item->AddNewOutputModule(module.release()) != 0, "a module can be added");
     require(queue.AddNewRenderQueueItem(item.release()) != 0, "an item can be added");
@@ -147,22 +188,22 @@ void requireRenderQueue(const std::vector<Triple>& triples) {
 
     KavroPISSRenderQueueItem* read = queue.GetSpecificRenderQueueItemInList(1);
     require(read != nullptr && queue.NumberOfRenderQueueItemsInList() == 1, "the item comes back");
-    Listing listing;
+    std::vector<Triple> pairs;
     read->PrepareKeyValuePairList();
     while (const sRenderQueueItemKVPEntry* pair = read->GetNextKeyValuePairInList()) {
-        addEntry(listing, pair->name, pair->key, pair->value);
+        pairs.push_back(tripleOf(*pair));
     }
-    requireEqual(pairs, listing.text(), "the item holds what was added");
+    requireComeBack(triples, pairs, NoValue::IsKept);
     read->PrepareOuputModuleList();
     KavroPISSRenderQueueItemOutputModule* readModule = read->GetNextOutputModuleInList();
     require(readModule != nullptr && read->NumberOfOutputModulesInList() == 1,
             "the module comes back");
-    Listing moduleListing;
+    pairs.clear();
     readModule->PrepareOMKVPList();
     while (const sRenderQueueItemKVPEntry* pair = readModule->GetNextOMKVPInList()) {
-        addEntry(moduleListing, pair->name, pair->key, pair->value);
+        pairs.push_back(tripleOf(*pair));
     }
-    requireEqual(modulePairs, moduleListing.text(), "the module holds what was added");
+    requireComeBack(triples, pairs, NoValue::IsKept);
     queue.CloseFileIfOpen();
 }
 

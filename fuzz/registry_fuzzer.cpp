@@ -15,15 +15,15 @@ std::string entriesOf(KavroPISSFrameCacheRegistry& registry, std::set<std::strin
     Listing listing;
     int count = 0;
     registry.PrepareKeyValuePairList();
-    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
-        listing.add(entry->projectName);
+    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
+        listing.add(entry->scope);
         listing.add(entry->type);
         listing.add(entry->key);
-        listing.add(entry->value);
+        listing.add(entry->stringValue);
         listing.endEntry();
         ++count;
         if (std::strcmp(entry->key, corvid::kPathToCache) == 0) {
-            roots.insert(entry->value);
+            roots.insert(entry->stringValue);
         }
     }
     require(count == registry.NumberOfKeyValuePairsInList(), "the count is that of the list");

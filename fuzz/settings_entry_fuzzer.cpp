@@ -3,9 +3,9 @@
 // the configuration as it was.
 
 #include "MacCacheManager/SettingsEntry.h"
+#include "files/owned_text.h"
 #include "fuzz/round_trip.h"
 #include "store/KavroPISSConfig.h"
-#include "store/owned_text.h"
 
 #include <QString>
 

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string>
-#include <vector>
+#include <new>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -24,6 +24,7 @@ constexpr int kLogPathSize = 1024;
 constexpr int kLinesPerFile = 30000;
 constexpr int kBackups = 10;
 constexpr int kStampSize = 256;
+constexpr mode_t kEverybodys = 0666;
 
 char maroLogFile[kLogPathSize];
 std::atomic<Maro_Mutex*> logMutex{nullptr};
@@ -37,21 +38,29 @@ std::atomic<int> MaroThreadLoggingEnabled{1};
 int lineCount = 0;
 int fileCount = 0;
 
-// Initialising again leaves the earlier lock alone, because another thread may still hold it.
-std::vector<Maro_Mutex*>& replacedLogMutexes() {
-    static auto& replaced = *new std::vector<Maro_Mutex*>; // never destroyed, like the locks in it
-    return replaced;
+// Initialising again leaves the earlier lock alone, because another thread may still hold it. It is
+// kept in sight, so that a search for leaks does not find it.
+struct ReplacedMutex {
+    Maro_Mutex* mutex;
+    ReplacedMutex* next;
+};
+std::atomic<ReplacedMutex*> replacedLogMutexes{nullptr};
+
+void keepReplaced(Maro_Mutex* mutex) {
+    if (auto* replaced = new (std::nothrow) ReplacedMutex{mutex, nullptr}) {
+        replaced->next = replacedLogMutexes.exchange(replaced);
+    }
 }
 
 // Holds a lock that may not exist (before initialisation, after clean-up).
 class OptionalLock {
 public:
-    explicit OptionalLock(Maro_Mutex* mutex) : m_mutex(mutex) {
+    explicit OptionalLock(Maro_Mutex* mutex) CORVID_NO_THREAD_ANALYSIS : m_mutex(mutex) {
         if (m_mutex != nullptr) {
             m_mutex->lock();
         }
     }
-    ~OptionalLock() {
+    ~OptionalLock() CORVID_NO_THREAD_ANALYSIS {
         if (m_mutex != nullptr) {
             m_mutex->unlock();
         }
@@ -132,6 +141,29 @@ private:
     char m_text[4096];
 };
 
+// The log's folder may be everybody's: neither the text nor the mode goes through a link.
+int openLogFile(const char* path) {
+    return ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0666);
+}
+
+// Whatever else stands in the log's place keeps its mode: a folder that loses its search permission
+// locks everybody out of what is in it.
+void shareLogFile(int file) {
+    struct stat status {};
+    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode)) {
+        static_cast<void>(::fchmod(file, kEverybodys));
+    }
+}
+
+void shareUnopenedLogFile() {
+    struct stat status {};
+    if (::fstatat(AT_FDCWD, maroLogFile, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(status.st_mode)) {
+        [[maybe_unused]] const int result =
+            ::fchmodat(AT_FDCWD, maroLogFile, kEverybodys, AT_SYMLINK_NOFOLLOW);
+    }
+}
+
 void appendLine(const char* tag, const char* format, std::va_list arguments)
     __attribute__((format(printf, 2, 0)));
 
@@ -140,9 +172,7 @@ void appendLine(const char* tag, const char* format, std::va_list arguments) {
     const long now = static_cast<long>(std::time(nullptr));
     maro_localAscTime(&now, stamp, kStampSize);
 
-    // The log's folder may be everybody's: neither the text nor the mode goes through a link.
-    const int file = ::open(
-        maroLogFile, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW, 0666);
+    const int file = openLogFile(maroLogFile);
     if (file >= 0) {
         {
             LogLine line(file);
@@ -159,11 +189,10 @@ void appendLine(const char* tag, const char* format, std::va_list arguments) {
             line.appendFormatted(format, arguments);
             line.append("\n");
         }
-        static_cast<void>(::fchmod(file, 0666));
+        shareLogFile(file);
         ::close(file);
     } else {
-        [[maybe_unused]] const int result =
-            ::fchmodat(AT_FDCWD, maroLogFile, 0666, AT_SYMLINK_NOFOLLOW);
+        shareUnopenedLogFile();
     }
 }
 
@@ -186,7 +215,7 @@ void writeLine(const char* tag, const char* format, std::va_list arguments) {
 
 void initMaroTime() {
     if (timeMutex == nullptr) {
-        timeMutex = new Maro_Mutex;
+        timeMutex = new (std::nothrow) Maro_Mutex;
     }
 }
 
@@ -255,6 +284,19 @@ int getLogFilePath(char* buffer, int size) {
     return boundedCopy(buffer, size, maroLogFile);
 }
 
+namespace corvid {
+
+int whyLogCannotBeWritten() {
+    const int file = openLogFile(maroLogFile);
+    if (file < 0) {
+        return errno;
+    }
+    ::close(file);
+    return 0;
+}
+
+} // namespace corvid
+
 void setLoggingEnabled(bool enabled) {
     MaroLoggingEnabled = enabled ? 1 : 0;
 }
@@ -273,8 +315,10 @@ void setThreadLoggingEnabled(bool enabled) {
 
 int initializeMaroLogging(const char* path) {
     initMaroTime();
-    if (Maro_Mutex* replaced = logMutex.exchange(new Maro_Mutex)) {
-        replacedLogMutexes().push_back(replaced);
+    if (auto* mutex = new (std::nothrow) Maro_Mutex) { // without memory the earlier one serves on
+        if (Maro_Mutex* replaced = logMutex.exchange(mutex)) {
+            keepReplaced(replaced);
+        }
     }
     std::memset(maroLogFile, 0, sizeof(maroLogFile));
     const int length = boundedCopy(maroLogFile, kLogPathSize, path);
@@ -351,13 +395,16 @@ int calculateLogFilePath(char* buffer, int size, const char* fileName) {
     }
     std::memset(buffer, 0, static_cast<std::size_t>(size));
     const char* home = std::getenv("HOME"); // NOLINT(concurrency-mt-unsafe)
-    std::string path = home != nullptr ? std::string(home) + "/Library/Preferences"
-                                       : std::string(corvid::fixedPathPrefix()) + "/private/tmp";
-    for (const char* folder : {"/Fernwick", "/Corvid"}) {
-        path += folder;
-        createDirectoryForPlatform(path.c_str(), nullptr);
+    const char* base = home != nullptr ? home : corvid::fixedPathPrefix();
+    const char* inBase = home != nullptr ? "/Library/Preferences" : "/private/tmp";
+    char folder[PATH_MAX];
+    for (const char* name : {"/Fernwick", "/Fernwick/Corvid"}) {
+        const int length = std::snprintf(folder, sizeof(folder), "%s%s%s", base, inBase, name);
+        if (length > 0 && static_cast<std::size_t>(length) < sizeof(folder)) {
+            createDirectoryForPlatform(folder, nullptr);
+        }
     }
-    path += std::string("/") + fileName;
-    boundedCopy(buffer, size - 1, path.c_str());
+    std::snprintf(buffer, static_cast<std::size_t>(size) - 1, "%s%s/Fernwick/Corvid/%s", base,
+                  inBase, fileName);
     return 1;
 }

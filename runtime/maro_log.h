@@ -37,6 +37,14 @@ int getCurrentThread();
 // Copies the log file's path, cut to fit; returns the length of the whole path.
 int getLogFilePath(char* buffer, int size);
 
+namespace corvid {
+
+// The log keeps silent about its own failures; who asked for one can be told from here: 0 when the
+// present log file can be opened for writing (which creates it), else the reason as errno has it.
+int whyLogCannotBeWritten();
+
+} // namespace corvid
+
 // The switch of the ordinary and the developer level (on at start); the others always write.
 void setLoggingEnabled(bool enabled);
 // The switch of the developer level (off at start).

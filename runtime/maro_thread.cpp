@@ -32,11 +32,11 @@ Maro_Mutex::~Maro_Mutex() {
     pthread_mutex_destroy(&m_mutex);
 }
 
-int Maro_Mutex::lock() {
+int Maro_Mutex::lock() CORVID_NO_THREAD_ANALYSIS {
     return pthread_mutex_lock(&m_mutex);
 }
 
-int Maro_Mutex::unlock() {
+int Maro_Mutex::unlock() CORVID_NO_THREAD_ANALYSIS {
     return pthread_mutex_unlock(&m_mutex);
 }
 

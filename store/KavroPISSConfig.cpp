@@ -1,10 +1,12 @@
 #include "store/KavroPISSConfig.h"
 
+#include "files/text_file.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/PISSFileUtilities.h"
 #include "store/kvp_line.h"
 #include "store/product_paths.h"
-#include "store/text_file.h"
+#include "store/settings_keys.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -15,58 +17,29 @@
 
 namespace {
 
-constexpr char kDefaultScope[] = "default";
-
-struct DefaultSetting {
-    const char* key;
-    const char* text; // null for an integer
-    int number;
-    int (*path)(char*, int); // for a text that is one of the product's own paths
-};
-
-constexpr DefaultSetting kDefaults[] = {
-    {"DirectoryLocationOfFrameCache", "", 0, assignCorvidProFrameCacheDefaultDirectoryPath},
-    {"DirectoryLocationOfRenderQueue", "", 0, assignCorvidProRenderQueueDefaultDirectoryPath},
-    {"SizeOfFrameCacheInMB", nullptr, 20000, nullptr},
-    {"ShowCacheManagementWarnings", nullptr, 1, nullptr},
-    {"CorvidProSpeculativeMode", nullptr, 0, nullptr},
-    {"SpecPreviewAreaToPreview", nullptr, 0, nullptr},
-    {"SpecPreviewLoadFramesCache", nullptr, 1, nullptr},
-    {"SpecPreviewStoreFramesCache", nullptr, 0, nullptr},
-    {"SpecPreviewUseSkipFrames", nullptr, 0, nullptr},
-    {"CorvidProShowStatusPopups", nullptr, 1, nullptr},
-    {"SpecPreviewStartFromCurrentTime", nullptr, 1, nullptr},
-    {"SpecRenderOutputPath", "null", 0, nullptr},
-    {"SpecRenderRenderSettingsTemplate", "Current Settings", 0, nullptr},
-    {"SpecRenderOutputModuleTemplate", "Lossless", 0, nullptr},
-    {"SpecRenderOutputFilename", "null", 0, nullptr},
-    {"AppLocationOfC4D", "/Applications/MAXON/CINEMA 4D R10/CINEMA 4D.app/Contents/MacOS/CINEMA 4D",
-     0, nullptr},
-};
-
 std::string configPath() {
     return corvid::productPath(assignCorvidProRootConfigDirectoryPath) + "Config.txt";
 }
 
 // False when there is no memory for it.
-bool addIfMissing(KavroPISSConfig& config, const DefaultSetting& setting) {
-    if (setting.text == nullptr) {
-        int present = 0;
-        return config.GetItem(&present, kDefaultScope, setting.key) ||
-               config.Add(kDefaultScope, setting.key, setting.number);
+bool addIfMissing(KavroPISSConfig& config, const corvid::SettingKey& setting) {
+    int number = 0;
+    if (setting.type == corvid::SettingType::Integer) {
+        return config.GetItem(&number, corvid::kGlobalScope, setting.name) ||
+               config.Add(corvid::kGlobalScope, setting.name, setting.number);
     }
-    char* present = nullptr;
-    if (config.GetItem(&present, kDefaultScope, setting.key)) {
-        std::free(present);
+    char* text = nullptr;
+    if (config.GetItem(&text, corvid::kGlobalScope, setting.name)) {
+        std::free(text);
         return true;
     }
-    int asInteger = 0;
-    if (config.GetItem(&asInteger, kDefaultScope, setting.key)) {
+    if (config.GetItem(&number, corvid::kGlobalScope, setting.name)) {
         return true; // present with the other type: an odd value is kept like any other
     }
-    const std::string path = setting.path != nullptr ? corvid::productPath(setting.path) : "";
-    return config.Add(kDefaultScope, setting.key,
-                      setting.path != nullptr ? path.c_str() : setting.text);
+    const std::string value = setting.type == corvid::SettingType::ProductPath
+                                  ? corvid::productPath(setting.assignPath)
+                                  : setting.text;
+    return config.Add(corvid::kGlobalScope, setting.name, value.c_str());
 }
 
 // Whether the settings, as they are in the file, are all there.
@@ -77,73 +50,89 @@ bool addMissingSettings() {
         return false;
     }
     bool isComplete = true;
-    for (const DefaultSetting& setting : kDefaults) {
+    for (const corvid::SettingKey& setting : corvid::kSettings) {
         isComplete = addIfMissing(config, setting) && isComplete;
     }
     return isComplete && config.Commit();
 }
 
-bool checked(corvid::AddResult result) {
-    if (result == corvid::AddResult::OutOfMemory) {
+bool checked(corvid::AddOutcome outcome) {
+    if (outcome == corvid::AddOutcome::OutOfMemory) {
         maro_logError("Persistent Storage Configuration - Add malloc failed\n");
     }
-    return result == corvid::AddResult::Added;
+    return outcome == corvid::AddOutcome::Added;
+}
+
+bool isString(const corvid::KvpFields& line) {
+    return line.type != nullptr && std::strcmp(line.type, corvid::kStringType) == 0;
+}
+
+bool isInteger(const corvid::KvpFields& line) {
+    return line.type != nullptr && std::strcmp(line.type, corvid::kIntegerType) == 0;
+}
+
+// Any other line ends the reading.
+bool isHarmlessInConfig(const corvid::KvpFields& line) {
+    return line.scope != nullptr && (isString(line) || isInteger(line));
 }
 
 } // namespace
 
-KavroPISSConfig::KavroPISSConfig() : m_path(configPath()) {
-    read();
+KavroPISSConfig::KavroPISSConfig() {
+    const bool hasMemory = corvid::unlessOutOfMemory("KavroPISSConfig", false, [this] {
+        m_file.setPath(configPath());
+        read();
+        return true;
+    });
+    if (!hasMemory) {
+        m_file.markUnreadable();
+        m_valid = 0;
+    }
 }
 
 KavroPISSConfig::~KavroPISSConfig() {
-    m_store.clear();
+    m_file.clear();
     m_valid = 0;
 }
 
 void KavroPISSConfig::read() {
-    m_read = corvid::readLines(m_path.c_str(), [this](char* line) { return readLine(line); });
-    if (m_isCut) {
-        m_read = corvid::ReadResult::Unreadable;
-    }
-    if (m_read != corvid::ReadResult::Whole) {
-        maro_logWarning("Cannot open generic config file '%s' for reading\n", m_path.c_str());
+    const auto take = [this](const corvid::KvpFields& line) { return readLine(line); };
+    if (m_file.read(take) != corvid::ReadResult::Whole) {
+        const char* path = m_file.path().c_str();
+        maro_logWarning("Cannot open generic config file '%s' for reading\n", path);
         m_valid = 0;
-        if (!corvid::openTextFile(m_path.c_str()).isOpen()) { // not when reading broke off half way
+        if (!corvid::openTextFile(path).isOpen()) { // not when reading broke off half way
             initializePISSConfig();
         }
     }
 }
 
-bool KavroPISSConfig::readLine(char* line) {
-    const corvid::KvpFields fields = corvid::splitKvpLine(line);
-    if (fields.scope == nullptr) {
-        return false;
-    }
-    const bool isString =
-        fields.type != nullptr && std::strcmp(fields.type, corvid::kStringType) == 0;
-    const bool isInteger =
-        fields.type != nullptr && std::strcmp(fields.type, corvid::kIntegerType) == 0;
-    if (!isString && !isInteger) {
+corvid::AfterLine KavroPISSConfig::readLine(const corvid::KvpFields& fields) {
+    if (!isHarmlessInConfig(fields)) {
         maro_logWarning("ProcessOutputModuleItem: int type not yet supported\n");
         m_valid = 0;
-        return false;
+        return corvid::AfterLine::Stop;
     }
     const char* value = fields.value != nullptr ? fields.value : "";
-    const corvid::AddResult result =
-        isString ? m_store.add(fields.scope, fields.key, value)
-                 : m_store.add(fields.scope, fields.key, corvid::decimalValue(value));
-    if (!checked(result)) {
-        m_isCut = m_isCut || result == corvid::AddResult::OutOfMemory;
-        maro_logWarning("Cannot keep a line without a key, or one that is too long, of generic "
-                        "config file '%s'\n",
-                        m_path.c_str());
+    const corvid::AddOutcome outcome =
+        isString(fields)
+            ? m_file.addUnlocked(fields.scope, fields.key, value)
+            : m_file.addUnlocked(fields.scope, fields.key, corvid::decimalValue(value));
+    if (!checked(outcome) && outcome == corvid::AddOutcome::NoText) {
+        maro_logWarning("Cannot keep a line without a key of generic config file '%s'\n",
+                        m_file.path().c_str());
     }
-    return true;
+    return corvid::AfterLine::GoOn;
 }
 
 void KavroPISSConfig::initializePISSConfig() {
-    const std::string path = configPath();
+    corvid::unlessOutOfMemory("initializePISSConfig", 0, [] {
+        completeFile(configPath());
+        return 0;
+    });
+}
+
+void KavroPISSConfig::completeFile(const std::string& path) {
     bool isOurs = false;
     if (!corvid::openTextFile(path.c_str()).isOpen()) {
         // Only a missing file is created: one that exists but cannot be read must not be emptied.
@@ -162,55 +151,42 @@ void KavroPISSConfig::initializePISSConfig() {
     }
     maro_log("Validating %s Persisitent Information Store Configuration.", corvid::kProductName);
     // A file without the defaults would be taken for one that was set up.
-    if (!addMissingSettings() && isOurs) {
+    const bool isComplete = corvid::unlessOutOfMemory("initializePISSConfig", false,
+                                                      [] { return addMissingSettings(); });
+    if (!isComplete && isOurs) {
         ::unlink(path.c_str());
     }
 }
 
 bool KavroPISSConfig::Commit() {
-    const corvid::MutexLock lock(m_store.mutex());
-    std::string text;
-    const corvid::FormatResult format = m_store.formatLinesUnlocked(text);
-    // What could not be read must not be replaced by what little is known of it.
-    const corvid::ReplaceResult result = m_read != corvid::ReadResult::Unreadable
-                                             ? corvid::replaceTextFile(m_path.c_str(), text)
-                                             : corvid::ReplaceResult{};
-    if (!result.opened) {
-        maro_logWarning("Commit: Cannot open generic config file '%s' for writing\n",
-                        m_path.c_str());
-        return false;
-    }
-    if (!result.written) {
-        maro_logWarning("Commit: Cannot write generic config file '%s'\n", m_path.c_str());
-        return false;
-    }
-    if (format == corvid::FormatResult::InvalidType) {
-        maro_logWarning("Commit: Invalid type in KVP list\n");
-        return false;
-    }
-    return true;
+    return m_file.commit({.types = corvid::Types::TextAndInteger,
+                          .header = "",
+                          .commit = "Commit",
+                          .invalidType = "Commit",
+                          .isHarmless = isHarmlessInConfig,
+                          .link = corvid::LinkRule::Follow});
 }
 
 bool KavroPISSConfig::Add(const char* scope, const char* key, const char* value) {
-    return checked(m_store.add(scope, key, value));
+    return checked(m_file.add(scope, key, value));
 }
 
 bool KavroPISSConfig::Add(const char* scope, const char* key, int value) {
-    return checked(m_store.add(scope, key, value));
+    return checked(m_file.add(scope, key, value));
 }
 
 bool KavroPISSConfig::GetItem(char** value, const char* scope, const char* key) {
-    return m_store.getItem(value, scope, key);
+    return m_file.getItem(value, scope, key);
 }
 
 bool KavroPISSConfig::GetItem(int* value, const char* scope, const char* key) {
-    return m_store.getItem(value, scope, key);
+    return m_file.getItem(value, scope, key);
 }
 
 bool KavroPISSConfig::ChangeItem(const char* scope, const char* key, const char* value) {
-    return m_store.changeItem(scope, key, value);
+    return m_file.changeItem(scope, key, value);
 }
 
 bool KavroPISSConfig::ChangeItem(const char* scope, const char* key, int value) {
-    return m_store.changeItem(scope, key, value);
+    return m_file.changeItem(scope, key, value);
 }

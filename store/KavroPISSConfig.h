@@ -7,8 +7,7 @@
 // other out: the last Commit() wins. An empty line ends the reading, and a Commit() then drops what
 // stood behind it.
 
-#include "store/kvp_store.h"
-#include "store/text_file.h"
+#include "store/kvp_file.h"
 
 #include <cstdint>
 #include <string>
@@ -30,19 +29,21 @@ public:
 
     // Always 1: changes are in memory until Commit() in any case.
     int StartTransaction() { return 1; }
-    // Rewrites the file. False with one warning when the file cannot be opened or written (it keeps
-    // its old text) or an entry's type is unknown (the file then holds the lines before it).
+    // Rewrites the file. A line that would do harm to others is left out with one warning; the
+    // result is true all the same. False with one warning when the file cannot be opened or written
+    // (it keeps its old text) or an entry's type is unknown (the file then holds the lines before
+    // it).
     bool Commit();
 
-    std::uint32_t NumberOfKeyValuePairsInList() const { return m_store.countUnlocked(); }
+    std::uint32_t NumberOfKeyValuePairsInList() const { return m_file.count(); }
     // Puts the cursor on the first entry; whether there is one.
-    bool PrepareKeyValuePairList() { return m_store.prepare(); }
+    bool PrepareKeyValuePairList() { return m_file.prepare(); }
     // The entry under the cursor, still owned by the store; null at the end.
-    tConfigKVPEntry* GetNextKeyValuePairInList() { return m_store.next(); }
+    tConfigKVPEntry* GetNextKeyValuePairInList() { return m_file.next(); }
 
     // Appends an entry; an existing one with the same key stays and is found first. False when out
-    // of memory or when the line could not be read back (blanks in a key, a line feed, more than
-    // 1023 characters).
+    // of memory and for a null scope or key. Any other text is kept; what a line of the file cannot
+    // carry (a line feed, more than 1023 characters) Commit() leaves out of it.
     bool Add(const char* scope, const char* key, const char* value);
     bool Add(const char* scope, const char* key, int value);
     // The first entry with that key and scope, compared exactly. The text is a copy that the caller
@@ -54,15 +55,13 @@ public:
     bool ChangeItem(const char* scope, const char* key, int value);
 
     // The full path of "Config.txt" itself, owned by the object.
-    const char* getRootPathToProjectConfigFile() const { return m_path.c_str(); }
+    const char* getRootPathToProjectConfigFile() const { return m_file.path().c_str(); }
 
 private:
+    static void completeFile(const std::string& path);
     void read();
-    bool readLine(char* line);
+    corvid::AfterLine readLine(const corvid::KvpFields& fields);
 
     int m_valid = 1;
-    corvid::ReadResult m_read = corvid::ReadResult::Whole;
-    bool m_isCut = false; // there was no memory for all of the file
-    corvid::KvpStore m_store;
-    std::string m_path;
+    corvid::KvpFile m_file;
 };

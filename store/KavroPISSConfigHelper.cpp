@@ -1,10 +1,11 @@
 #include "store/KavroPISSConfigHelper.h"
 
+#include "files/owned_text.h"
 #include "runtime/maro_log.h"
 #include "store/KavroPISSConfig.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/KavroPISSFrameCacheRegistry.h"
-#include "store/owned_text.h"
+#include "store/settings_keys.h"
 
 #include <cstdio>
 #include <cstring>
@@ -12,10 +13,6 @@
 
 namespace {
 
-constexpr char kGlobalScope[] = "default";
-constexpr char kCacheSizeKey[] = "SizeOfFrameCacheInMB";
-constexpr int kDefaultCacheSize = 20000;
-constexpr int kUnlimited = -1;
 constexpr unsigned kMebibyteBits = 20;
 
 // Changes or adds one setting of a store and commits. `transactionName` is what the message about a
@@ -49,7 +46,7 @@ int addOrUpdate(Store& store, const char* transactionName, const char* name, con
 template <class Value>
 int addOrUpdateGlobal(const char* key, Value value) {
     KavroPISSConfig config;
-    return addOrUpdate(config, kGlobalScope, kGlobalScope, key, value);
+    return addOrUpdate(config, corvid::kGlobalScope, corvid::kGlobalScope, key, value);
 }
 
 template <class Value>
@@ -67,9 +64,9 @@ void copyValue(char* buffer, int size, const char* value) {
 }
 
 template <class Store>
-bool queryString(Store& store, const std::string& name, const char* key, char* buffer, int size) {
+bool queryString(Store& store, const char* name, const char* key, char* buffer, int size) {
     char* found = nullptr;
-    const bool isFound = store.GetItem(&found, name.c_str(), key);
+    const bool isFound = store.GetItem(&found, name, key);
     const corvid::OwnedText value(found);
     if (isFound) {
         copyValue(buffer, size, value.get());
@@ -77,55 +74,24 @@ bool queryString(Store& store, const std::string& name, const char* key, char* b
     return isFound;
 }
 
-struct Range {
-    bool isBounded;
-    int minimum;
-    int maximum;
-};
-
 // One level of an integer query. `level` names it in the message about a miss.
 template <class Store>
-bool queryInteger(Store& store, const char* level, const std::string& name, const char* key,
-                  const Range& range, int* value) {
-    const bool isFound = store.GetItem(value, name.c_str(), key);
-    if (!range.isBounded) {
-        return isFound;
+int queryLevel(Store& store, const char* level, const char* name, const char* key, int minimum,
+               int maximum, bool isBounded, int* value) {
+    const bool isFound = store.GetItem(value, name, key);
+    if (!isBounded) {
+        return isFound ? 1 : 0;
     }
     if (!isFound) {
-        maro_logDev("Unable to query the %spersist data for: [%s] [%s]", level, name.c_str(), key);
-        return false;
+        maro_logDev("Unable to query the %spersist data for: [%s] [%s]", level, name, key);
+        return 0;
     }
-    if (*value < range.minimum || *value > range.maximum) {
+    if (*value < minimum || *value > maximum) {
         maro_logWarning("An invalid value: %d found in the persist data for [%s] [%s]", *value,
-                        name.c_str(), key);
-        return false;
+                        name, key);
+        return 0;
     }
-    return true;
-}
-
-int queryIntegerInRange(int* value, const char* key, const Range& range, const char* globalScope,
-                        const KavroPISSProjectKeys* project, const KavroPISSCompKeys* composition) {
-    KavroPISSConfig global;
-    *value = 0;
-    if (composition != nullptr) {
-        KavroPISSPerProjectConfig config(composition->project->folder.c_str());
-        if (queryInteger(config, "per comp ", composition->identity, key, range, value)) {
-            return 1;
-        }
-        maro_logDev("Unable to find requested value in Comp Config. Checking Project Config.");
-    }
-    if (project != nullptr) {
-        KavroPISSPerProjectConfig config(project->folder.c_str());
-        if (queryInteger(config, "per project ", project->identity, key, range, value)) {
-            return 1;
-        }
-        maro_logDev("Unable to find requested value in Project Config. Checking Global Config.");
-    }
-    if (globalScope != nullptr && queryInteger(global, "", globalScope, key, range, value)) {
-        return 1;
-    }
-    maro_log("Unable to query ANY persist data for: [%s]", key);
-    return 0;
+    return 1;
 }
 
 // Whole mebibytes as a signed 32-bit number, going round as the plug-ins' own computation does.
@@ -209,7 +175,7 @@ int KavroPISSConfigHelper::queryStringSetting(char* buffer, int size, const char
     KavroPISSConfig global;
     if (composition != nullptr) {
         KavroPISSPerProjectConfig config(composition->project->folder.c_str());
-        if (queryString(config, composition->identity, key, buffer, size)) {
+        if (queryString(config, composition->identity.c_str(), key, buffer, size)) {
             return 1;
         }
         maro_logDev(
@@ -218,7 +184,7 @@ int KavroPISSConfigHelper::queryStringSetting(char* buffer, int size, const char
     }
     if (project != nullptr) {
         KavroPISSPerProjectConfig config(project->folder.c_str());
-        if (queryString(config, project->identity, key, buffer, size)) {
+        if (queryString(config, project->identity.c_str(), key, buffer, size)) {
             return 1;
         }
         maro_logDev("Unable to find requested value for key:[%s] in Project Config. Checking "
@@ -235,22 +201,71 @@ int KavroPISSConfigHelper::queryStringSetting(char* buffer, int size, const char
 int KavroPISSConfigHelper::queryIntegerSetting(int* value, const char* key, const char* globalScope,
                                                const KavroPISSProjectKeys* project,
                                                const KavroPISSCompKeys* composition) {
-    return queryIntegerInRange(value, key, {false, 0, 0}, globalScope, project, composition);
+    return _queryIntegerSettingBounded(value, key, 0, 0, globalScope, project, composition, false);
 }
 
 int KavroPISSConfigHelper::queryIntegerSettingBounded(int* value, const char* key, int minimum,
                                                       int maximum, const char* globalScope,
                                                       const KavroPISSProjectKeys* project,
                                                       const KavroPISSCompKeys* composition) {
-    return queryIntegerInRange(value, key, {true, minimum, maximum}, globalScope, project,
-                               composition);
+    return _queryIntegerSettingBounded(value, key, minimum, maximum, globalScope, project,
+                                       composition, true);
+}
+
+int KavroPISSConfigHelper::_queryIntegerSettingBounded(int* value, const char* key, int minimum,
+                                                       int maximum, const char* globalScope,
+                                                       const KavroPISSProjectKeys* project,
+                                                       const KavroPISSCompKeys* composition,
+                                                       bool isBounded) {
+    KavroPISSConfig global;
+    *value = 0;
+    if (composition != nullptr) {
+        KavroPISSPerProjectConfig config(composition->project->folder.c_str());
+        if (_getPISSCompConfigData(config, value, composition->identity.c_str(), key, minimum,
+                                   maximum, isBounded) != 0) {
+            return 1;
+        }
+        maro_logDev("Unable to find requested value in Comp Config. Checking Project Config.");
+    }
+    if (project != nullptr) {
+        KavroPISSPerProjectConfig config(project->folder.c_str());
+        if (_getPISSProjectConfigData(config, value, project->identity.c_str(), key, minimum,
+                                      maximum, isBounded) != 0) {
+            return 1;
+        }
+        maro_logDev("Unable to find requested value in Project Config. Checking Global Config.");
+    }
+    if (globalScope != nullptr &&
+        _getPISSConfigData(global, value, globalScope, key, minimum, maximum, isBounded) != 0) {
+        return 1;
+    }
+    maro_log("Unable to query ANY persist data for: [%s]", key);
+    return 0;
+}
+
+int KavroPISSConfigHelper::_getPISSConfigData(KavroPISSConfig& config, int* value,
+                                              const char* scope, const char* key, int minimum,
+                                              int maximum, bool isBounded) {
+    return queryLevel(config, "", scope, key, minimum, maximum, isBounded, value);
+}
+
+int KavroPISSConfigHelper::_getPISSProjectConfigData(KavroPISSPerProjectConfig& config, int* value,
+                                                     const char* identity, const char* key,
+                                                     int minimum, int maximum, bool isBounded) {
+    return queryLevel(config, "per project ", identity, key, minimum, maximum, isBounded, value);
+}
+
+int KavroPISSConfigHelper::_getPISSCompConfigData(KavroPISSPerProjectConfig& config, int* value,
+                                                  const char* identity, const char* key,
+                                                  int minimum, int maximum, bool isBounded) {
+    return queryLevel(config, "per comp ", identity, key, minimum, maximum, isBounded, value);
 }
 
 int KavroPISSConfigHelper::isCacheCheckingMode(const KavroProjectSettings* settings) {
     KavroPISSConfig config;
     int wanted = 0;
     const bool isGlobal =
-        !config.GetItem(&wanted, kGlobalScope, "ShowCacheManagementWarnings") || wanted != 0;
+        !config.GetItem(&wanted, corvid::kGlobalScope, corvid::kShowWarnings.name) || wanted != 0;
     maro_logDev("isCacheCheckingMode Global: %d  Comp: %d", isGlobal ? 1 : 0,
                 settings->cacheChecking);
     return isGlobal && settings->cacheChecking != 0 ? 1 : 0;
@@ -264,14 +279,14 @@ int KavroPISSConfigHelper::determineIfCacheWillOverflow(int frameCount,
         return 0;
     }
     int maximum = 0;
-    if (!config.GetItem(&maximum, kGlobalScope, kCacheSizeKey)) {
-        maximum = kDefaultCacheSize;
+    if (!config.GetItem(&maximum, corvid::kGlobalScope, corvid::kCacheSize.name)) {
+        maximum = corvid::kCacheSize.number;
     }
-    if (maximum == kUnlimited) {
+    if (maximum == corvid::kUnlimitedCacheSize) {
         return 0;
     }
     if (maximum < 0) {
-        maro_logWarning("Invalid value: %d for key: %s", maximum, kCacheSizeKey);
+        maro_logWarning("Invalid value: %d for key: %s", maximum, corvid::kCacheSize.name);
         return 0;
     }
     const std::uint64_t bytes = _calculateSizeOfAllFrameCaches();
@@ -289,11 +304,45 @@ int KavroPISSConfigHelper::determineIfCacheWillOverflow(int frameCount,
     return sum > maximum ? 1 : 0;
 }
 
+namespace {
+
+// The next "PathToCache" entry from the cursor on; null at the end.
+const tConfigKVPEntry* nextCacheRoot(KavroPISSFrameCacheRegistry& registry) {
+    const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList();
+    while (entry != nullptr && std::strcmp(entry->key, corvid::kPathToCache) != 0) {
+        entry = registry.GetNextKeyValuePairInList();
+    }
+    return entry;
+}
+
+} // namespace
+
+int KavroPISSConfigHelper::_hasFrameCacheRegistryDirectoryAlreadBeenProcessed(
+    KavroPISSFrameCacheRegistry& registry, const char* path, int number) {
+    registry.PrepareKeyValuePairList();
+    for (int i = 0; i < number; ++i) {
+        const tConfigKVPEntry* entry = nextCacheRoot(registry);
+        if (entry == nullptr) {
+            return 0;
+        }
+        if (std::strcmp(entry->stringValue, path) == 0) {
+            return 1;
+        }
+    }
+    return 0;
+}
+
 std::uint64_t KavroPISSConfigHelper::_calculateSizeOfAllFrameCaches() {
-    KavroPISSFrameCacheRegistry registry;
+    KavroPISSFrameCacheRegistry walked;
+    KavroPISSFrameCacheRegistry lookedBackIn; // looking back moves a cursor of its own
     std::uint64_t total = 0;
-    for (const std::string& root : corvid::registeredCacheRoots(registry)) {
-        total += KavroPISSFrameCache(root.c_str()).GetSize();
+    int number = 0;
+    walked.PrepareKeyValuePairList();
+    while (const tConfigKVPEntry* entry = nextCacheRoot(walked)) {
+        if (_hasFrameCacheRegistryDirectoryAlreadBeenProcessed(lookedBackIn, entry->stringValue,
+                                                               number++) == 0) {
+            total += KavroPISSFrameCache(entry->stringValue).GetSize();
+        }
     }
     return total;
 }

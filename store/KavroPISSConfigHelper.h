@@ -11,6 +11,9 @@
 
 #include <cstdint>
 
+class KavroPISSConfig;
+class KavroPISSFrameCacheRegistry;
+
 // What the host plug-in's render settings tell about one composition: whether cache checking is
 // wanted.
 struct KavroProjectSettings {
@@ -54,4 +57,25 @@ public:
     static int determineIfCacheWillOverflow(int frameCount, std::uint64_t bytesPerFrame);
     // Bytes of every distinct registered cache root.
     static std::uint64_t _calculateSizeOfAllFrameCaches();
+    // Whether one of the first `number` "PathToCache" entries of the registry has this very path.
+    // Moves the registry's cursor.
+    static int
+    _hasFrameCacheRegistryDirectoryAlreadBeenProcessed(KavroPISSFrameCacheRegistry& registry,
+                                                       const char* path, int number);
+
+    // What both integer queries share; the range counts when `isBounded`.
+    static int _queryIntegerSettingBounded(int* value, const char* key, int minimum, int maximum,
+                                           const char* globalScope,
+                                           const KavroPISSProjectKeys* project,
+                                           const KavroPISSCompKeys* composition, bool isBounded);
+    // One level of an integer query: whether its store has a value, inside the range when
+    // `isBounded`.
+    static int _getPISSConfigData(KavroPISSConfig& config, int* value, const char* scope,
+                                  const char* key, int minimum, int maximum, bool isBounded);
+    static int _getPISSProjectConfigData(KavroPISSPerProjectConfig& config, int* value,
+                                         const char* identity, const char* key, int minimum,
+                                         int maximum, bool isBounded);
+    static int _getPISSCompConfigData(KavroPISSPerProjectConfig& config, int* value,
+                                      const char* identity, const char* key, int minimum,
+                                      int maximum, bool isBounded);
 };

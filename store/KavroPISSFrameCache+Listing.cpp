@@ -1,6 +1,7 @@
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/KavroPISSFrameCache.h"
-#include "store/cache_walk.h"
+#include "store/cache_reading.h"
 #include "store/kvp_line.h"
 
 #include <algorithm>
@@ -50,9 +51,13 @@ std::optional<std::string> KavroPISSFrameCache::pathOf(Level level) const {
 }
 
 int KavroPISSFrameCache::prepare(Level level, int& count) {
-    const LevelNames& names = namesOf(level);
     ReleaseFileDirectoryListIfUsed();
     count = 0;
+    return corvid::unlessOutOfMemory("PrepareList", 0, [&] { return list(level, count); });
+}
+
+int KavroPISSFrameCache::list(Level level, int& count) {
+    const LevelNames& names = namesOf(level);
     const std::optional<std::string> path = pathOf(level);
     if (!path) {
         maro_logError("Prepare%sList: GetCompletePathTo%s failed\n", names.list, names.path);
@@ -102,6 +107,9 @@ bool KavroPISSFrameCache::resolve(Level level, const char* directoryName, char**
         return found != 0;
     }
     *name = ::strdup(directoryName);
+    if (*name == nullptr) {
+        maro_logError("GetNextItemIn%sList: malloc failed\n", namesOf(level).list);
+    }
     return *name != nullptr;
 }
 
@@ -117,21 +125,21 @@ KavroPISSFrameCache::Step KavroPISSFrameCache::step(Level level, char** path, ch
     if (entry == nullptr) {
         return Step::End;
     }
-    const std::optional<std::string> directory = pathOf(level);
-    if (!directory) {
-        maro_logError("GetNextItemIn%sList: Unable to GetCompletePathTo%s\n", names.list,
-                      names.path);
-        return Step::Failed;
+    try {
+        const std::optional<std::string> directory = pathOf(level);
+        if (!directory) {
+            maro_logError("GetNextItemIn%sList: Unable to GetCompletePathTo%s\n", names.list,
+                          names.path);
+            return Step::Failed;
+        }
+        *path = ::strdup((*directory + entry->name).c_str());
+    } catch (const std::bad_alloc&) {
+        // as when there is none for the copy
     }
-    const std::size_t nameLength = std::strlen(entry->name);
-    auto* text = static_cast<char*>(std::malloc(directory->size() + nameLength + 1));
-    if (text == nullptr) {
+    if (*path == nullptr) {
         maro_logError("GetNextItemIn%sList: malloc failed\n", names.list);
         return Step::Failed;
     }
-    std::memcpy(text, directory->c_str(), directory->size());
-    std::memcpy(text + directory->size(), entry->name, nameLength + 1);
-    *path = text;
     if (!resolve(level, entry->name, name)) {
         return Step::Failed;
     }
@@ -199,6 +207,11 @@ int KavroPISSFrameCache::GetNextItemInFrameCacheList(char** pathToFrame, char** 
 }
 
 std::uint64_t KavroPISSFrameCache::GetSize() {
+    return corvid::unlessOutOfMemory("GetSize", std::uint64_t{0},
+                                     [this] { return sizeOfProjects(); });
+}
+
+std::uint64_t KavroPISSFrameCache::sizeOfProjects() {
     if (PrepareProjectList() == 0) {
         return 0;
     }
@@ -211,17 +224,18 @@ std::uint64_t KavroPISSFrameCache::GetSize() {
         projects.push_back(*rootPath() + entry->name);
         m_listing.next();
     }
-    corvid::DirectoryMeasure total;
+    std::uint64_t bytes = 0;
     for (const corvid::MeasureParts& parts : corvid::measureDirectories(projects)) {
-        corvid::addMeasure(total, parts.total());
+        const corvid::DirectoryMeasure project = parts.total();
+        corvid::logUnreadableFiles(project);
+        bytes += project.bytes;
     }
-    corvid::logUnreadableFiles(total);
     char* path = nullptr;
     char* name = nullptr;
     GetNextItemInProjectList(&path, &name); // the step at which the walk ends, for what it says
     const corvid::OwnedText ownedPath(path);
     const corvid::OwnedText ownedName(name);
-    return total.bytes;
+    return bytes;
 }
 
 int KavroPISSFrameCache::GetLastModifiedDateForFeature(long* date) {
@@ -233,8 +247,8 @@ int KavroPISSFrameCache::GetLastModifiedDateForFeature(long* date) {
         const int frame = GetNextItemInFrameCacheList(&path, &name);
         const corvid::OwnedText ownedPath(path);
         const corvid::OwnedText ownedName(name);
-        if (frame == -1 && name == nullptr) {
-            break; // a file named "-1" is an item too
+        if (frame == -1) {
+            break; // the end, or a file named "-1.raw", which plug-ins take for it
         }
         struct stat status {};
         if (::stat(path, &status) == 0) {
@@ -254,26 +268,14 @@ int KavroPISSFrameCache::DoesFrameExist(int frame) const {
 
 namespace {
 
-void logFramesExist(const char* feature, const char* compositionKey) {
-    if (std::strcmp(feature, KAVRO_FEATURE_SUBDIRS[0]) == 0) {
-        maro_log("DoesProjectHaveAnyCacheFiles: Frames exist in the Spec Preview cache for Comp:%s",
-                 compositionKey);
-    } else if (std::strcmp(feature, KAVRO_FEATURE_SUBDIRS[1]) == 0) {
-        maro_log("DoesProjectHaveAnyCacheFiles: Frames exist in the Spec Render cache for Comp:%s.",
-                 compositionKey);
-    } else {
-        maro_log(
-            "DoesProjectHaveAnyCacheFiles: Frames exist in the Precomp Proxy cache for Comp:%s.",
-            compositionKey);
-    }
-}
-
-bool hasFrames(const char* root, const char* project, const char* composition) {
-    for (const char* feature : KAVRO_FEATURE_SUBDIRS) {
-        KavroPISSFrameCache cache(root, project, composition, feature);
+bool hasFrames(const char* root, const char* project, const char* composition,
+               corvid::FeatureTable features) {
+    for (const corvid::Feature& feature : features) {
+        KavroPISSFrameCache cache(root, project, composition, feature.directory);
         cache.PrepareFrameCacheList();
         if (cache.GetNumberOfFramesInFrameCache() > 0) {
-            logFramesExist(feature, composition);
+            maro_log("DoesProjectHaveAnyCacheFiles: Frames exist in the %s cache for Comp:%s%s",
+                     feature.nameInLog, composition, feature.endOfLogLine);
             return true;
         }
     }
@@ -282,9 +284,9 @@ bool hasFrames(const char* root, const char* project, const char* composition) {
 
 } // namespace
 
-int KavroPISSFrameCache::DoesProjectHaveAnyCacheFiles(const char* projectName) {
-    const std::optional<std::string> root = rootPath();
-    if (!root) {
+int KavroPISSFrameCache::DoesProjectHaveAnyCacheFiles(const char* projectName,
+                                                      corvid::FeatureTable features) {
+    if (m_root == nullptr) {
         maro_logError("DoesProjectHaveAnyCacheFiles: Unable to GetCompletePathToCacheRoot\n");
         return 0;
     }
@@ -300,7 +302,7 @@ int KavroPISSFrameCache::DoesProjectHaveAnyCacheFiles(const char* projectName) {
         if (isItem == 0) {
             return 0;
         }
-        if (hasFrames(root->c_str(), projectName, composition)) {
+        if (hasFrames(m_root.get(), projectName, composition, features)) {
             return 1;
         }
     }

@@ -1,8 +1,10 @@
+#include "files/directory_measure.h"
+#include "files/path_text.h"
+#include "files/shell_command.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/PISSMD5.h"
-#include "store/directory_measure.h"
-#include "store/shell_command.h"
 
 #include <chrono>
 #include <cstdio>
@@ -17,13 +19,6 @@ namespace {
 std::string quotedForShell(const std::string& path) {
     const char* here = !path.empty() && path.front() == '-' ? "./" : "";
     return here + corvid::escapedForShell(path.c_str());
-}
-
-std::string withSeparator(std::string root) {
-    if (root.empty() || root.back() != '/') {
-        root.append(1, '/');
-    }
-    return root;
 }
 
 bool isDirectory(const std::string& path) {
@@ -77,10 +72,17 @@ bool KavroPISSFrameCache::copyAcross(const std::string& from, const std::string&
 int KavroPISSFrameCache::MoveDirectory(const char* fromParent, const char* name,
                                        const char* toParent) {
     if (fromParent == nullptr || name == nullptr || toParent == nullptr) {
+        maro_logError("MoveDirectory: %s is null.", fromParent == nullptr ? "fromParent"
+                                                    : name == nullptr     ? "name"
+                                                                          : "toParent");
         return 0;
     }
-    const std::string from = std::string(fromParent) + name;
-    std::string to = std::string(toParent) + "/" + name;
+    return corvid::unlessOutOfMemory("MoveDirectory", 0, [&] {
+        return moveDirectory(std::string(fromParent) + name, std::string(toParent) + "/" + name);
+    });
+}
+
+int KavroPISSFrameCache::moveDirectory(const std::string& from, std::string to) {
     maro_log("Moving Cache from [%s] to [%s].", from.c_str(), to.c_str());
     if (std::rename(from.c_str(), to.c_str()) == 0) {
         return 1;
@@ -109,16 +111,16 @@ int KavroPISSFrameCache::MoveProject(const char* projectName, const char* newCac
         maro_logError("MoveProject: FindProjectNameHashGivenKey[%s] failed\n", projectName);
         return 0;
     }
-    const std::optional<std::string> root = rootPath();
-    if (!root) {
+    const char* root = m_root.get();
+    if (root == nullptr) {
         maro_logError("MoveProject: Unable to GetCompletePathToCacheRoot\n");
         return 0;
     }
-    if (!passesSanityCheck(*root) || !corvid::isDirectoryName(hash.get())) {
-        maro_logError("MoveProject: Failed sanity on path '%s'\n", root->c_str());
+    if (!passesSanityCheck(root) || !corvid::isDirectoryName(hash.get())) {
+        maro_logError("MoveProject: Failed sanity on path '%s'\n", root);
         return 0;
     }
-    if (newCacheRoot == nullptr || MoveDirectory(root->c_str(), hash.get(), newCacheRoot) == 0) {
+    if (MoveDirectory(root, hash.get(), newCacheRoot) == 0) {
         maro_logError(" MoveProject: Error moving files to new directory.");
         return 0;
     }
@@ -127,7 +129,7 @@ int KavroPISSFrameCache::MoveProject(const char* projectName, const char* newCac
 
 std::optional<std::string> KavroPISSFrameCache::sourceRoot(const char* root) const {
     // This object's own root is taken as it stands, also without a separator at its end.
-    return root != nullptr ? std::optional<std::string>(withSeparator(root)) : rootPath();
+    return root != nullptr ? std::optional<std::string>(corvid::withSeparator(root)) : rootPath();
 }
 
 int KavroPISSFrameCache::RenameProject(const char* oldProjectName, const char* newProjectName,
@@ -142,29 +144,32 @@ int KavroPISSFrameCache::RenameProject(const char* oldProjectName, const char* n
         maro_logError("RenameProject: FindProjectNameHashGivenKey[%s] failed\n", oldProjectName);
         return 0;
     }
+    return corvid::unlessOutOfMemory("RenameProject", 0, [&] {
+        return renameProject(oldHash.get(), newProjectName, oldCacheRoot, newCacheRoot);
+    });
+}
+
+int KavroPISSFrameCache::renameProject(const char* oldHash, const char* newProjectName,
+                                       const char* oldCacheRoot, const char* newCacheRoot) {
     const std::optional<std::string> source = sourceRoot(oldCacheRoot);
     if (!source) {
         maro_logError("RenameProject: Unable to GetCompletePathToCacheRoot\n");
         return 0;
     }
-    const std::string destination = newCacheRoot != nullptr ? withSeparator(newCacheRoot) : *source;
-    KavroPISSFrameCache renamed(source->c_str());
-    char hash[corvid::kPrintableHashSize];
-    _MD5GetPrintableHash(newProjectName, hash);
-    // A directory that the table could name but does not would hide those behind it.
-    const bool isRecorded = renamed.AddProjectHashTable(hash, newProjectName, true) != 0 ||
-                            !corvid::HashTable::fitsFile(hash, newProjectName);
-    const corvid::OwnedText newHash =
-        isRecorded ? renamed.m_projectTable.hashOf(newProjectName) : nullptr;
+    const std::string destination =
+        newCacheRoot != nullptr ? corvid::withSeparator(newCacheRoot) : *source;
+    // A table that cannot be written says so; the new hash is known all the same.
+    const KavroPISSFrameCache renamed(source->c_str(), newProjectName);
+    const corvid::OwnedText newHash = renamed.m_projectTable.hashOf(newProjectName);
     if (newHash == nullptr) {
         maro_logError("RenameProject: FindProjectNameHashGivenKey[%s] failed\n", newProjectName);
         return 0;
     }
-    if (std::strcmp(oldHash.get(), newHash.get()) == 0) {
+    if (std::strcmp(oldHash, newHash.get()) == 0) {
         maro_logWarning("RenameProject: Cache Directory's are identical. Ignoring Rename request.");
         return 1;
     }
-    const std::string from = *source + oldHash.get();
+    const std::string from = *source + oldHash;
     const std::string to = destination + newHash.get();
     if (std::rename(from.c_str(), to.c_str()) != 0) {
         maro_logError("RenameProject: renameX() failed.");
@@ -175,20 +180,22 @@ int KavroPISSFrameCache::RenameProject(const char* oldProjectName, const char* n
 }
 
 int KavroPISSFrameCache::TestFunctionToCreateAFrameFile(int frame) {
-    const std::optional<std::string> path = featurePath();
-    if (!path) {
-        maro_logError("TestFunctionToCreateAFrameFile: GetCompletePathToFrameCache failed\n");
-        return 0;
-    }
-    char name[32];
-    // The path ends in a separator already; the doubled one does no harm.
-    std::snprintf(name, sizeof(name), "%c%.8d.raw", '/', frame);
-    const std::string file = *path + name;
-    const corvid::UniqueFd created(
-        ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
-    if (!created.isOpen()) {
-        maro_logError("Unable to create frame file '%s'\n", file.c_str());
-        return 0;
-    }
-    return 1;
+    return corvid::unlessOutOfMemory("TestFunctionToCreateAFrameFile", 0, [&] {
+        const std::optional<std::string> path = featurePath();
+        if (!path) {
+            maro_logError("TestFunctionToCreateAFrameFile: GetCompletePathToFrameCache failed\n");
+            return 0;
+        }
+        char name[32];
+        // The path ends in a separator already; the doubled one does no harm.
+        std::snprintf(name, sizeof(name), "%c%.8d.raw", '/', frame);
+        const std::string file = *path + name;
+        const corvid::UniqueFd created(
+            ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666));
+        if (!created.isOpen()) {
+            maro_logError("Unable to create frame file '%s'\n", file.c_str());
+            return 0;
+        }
+        return 1;
+    });
 }

@@ -1,7 +1,9 @@
+#include "files/directory_scan.h"
+#include "files/path_text.h"
+#include "files/removal_walk.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/KavroPISSFrameCache.h"
-#include "store/directory_scan.h"
-#include "store/removal_walk.h"
 
 #include <cstring>
 
@@ -14,13 +16,13 @@ namespace {
 using corvid::RemovalStep;
 
 bool removeFile(int directory, const char* name) {
-    return !corvid::isWriteProtected(directory, name) && ::unlinkat(directory, name, 0) == 0;
+    return !corvid::mayNotBeRemoved(directory, name) && ::unlinkat(directory, name, 0) == 0;
 }
 
 // Removes what a walk below `start` meets: files at once, directories when all in them is gone.
 class Remover {
 public:
-    Remover(std::string start, std::function<bool(const std::string&)> isAllowed,
+    Remover(std::string start, std::function<bool(const char*)> isAllowed,
             const KavroPISSFrameCache::Progress& progress)
         : m_start(std::move(start)), m_isAllowed(std::move(isAllowed)), m_progress(progress) {}
 
@@ -48,7 +50,7 @@ private:
         const bool isProtected = step.kind == RemovalStep::Kind::Protected;
         while (const char* name = step.names.next()) {
             const std::string path = step.path + "/" + name;
-            if (!m_isAllowed(path)) {
+            if (!m_isAllowed(path.c_str())) {
                 maro_logError("DeleteDirectory: Failed sanity on file path '%s'\n", path.c_str());
                 return abandon(step.path);
             }
@@ -87,38 +89,30 @@ private:
     }
 
     std::string m_start;
-    std::function<bool(const std::string&)> m_isAllowed;
+    std::function<bool(const char*)> m_isAllowed;
     const KavroPISSFrameCache::Progress& m_progress;
     std::uint64_t m_files = 0;
 };
 
-std::string withoutTrailingSlashes(std::string path) {
-    while (path.size() > 1 && path.back() == '/') {
-        path.pop_back();
-    }
-    return path;
-}
-
 } // namespace
 
-bool KavroPISSFrameCache::passesSanityCheck(const std::string& path) const {
-    return m_root != nullptr && path.compare(0, std::strlen(m_root.get()), m_root.get()) == 0;
+bool KavroPISSFrameCache::passesSanityCheck(const char* path) const {
+    return m_root != nullptr && std::strncmp(path, m_root.get(), std::strlen(m_root.get())) == 0;
 }
 
-// Opens the directory that holds the last component of a path. What the cache root's own text names
-// is reached as the system reaches it; from there on every step is taken from the open directory
-// before it, and none through a link.
+// Opens the way to the directory that holds the last component of a path, which need not be
+// readable. What the cache root's own text names is reached as the system reaches it; from there on
+// every step is taken from the open directory before it, and none through a link.
 corvid::UniqueFd KavroPISSFrameCache::openParentOf(const std::string& path,
                                                    std::string& name) const {
-    const std::string whole = withoutTrailingSlashes(path);
+    const std::string whole(corvid::withoutSeparators(path));
     const std::string root = m_root.get();
     std::size_t position = root.rfind('/') + 1;
     if (position >= whole.size()) { // the path is the root itself
         position = whole.rfind('/') + 1;
     }
     const std::string start = position > 0 ? whole.substr(0, position) : ".";
-    corvid::UniqueFd directory =
-        corvid::openDirectory(AT_FDCWD, start.c_str(), corvid::LinkRule::Follow);
+    corvid::UniqueFd directory = corvid::openWay(AT_FDCWD, start.c_str(), corvid::LinkRule::Follow);
     for (;;) {
         position = std::min(whole.find_first_not_of('/', position), whole.size());
         const std::size_t end = std::min(whole.find('/', position), whole.size());
@@ -126,14 +120,14 @@ corvid::UniqueFd KavroPISSFrameCache::openParentOf(const std::string& path,
         if (end == whole.size() || !directory.isOpen()) {
             return directory;
         }
-        directory = corvid::openDirectory(directory.get(), name.c_str(), corvid::LinkRule::Refuse);
+        directory = corvid::openWay(directory.get(), name.c_str(), corvid::LinkRule::Refuse);
         position = end;
     }
 }
 
 bool KavroPISSFrameCache::removeContents(corvid::UniqueFd directory, const std::string& path) {
     Remover remover(
-        path, [this](const std::string& file) { return passesSanityCheck(file); }, m_progress);
+        path, [this](const char* file) { return passesSanityCheck(file); }, m_progress);
     return corvid::walkForRemoval(std::move(directory), path,
                                   [&remover](RemovalStep& step) { return remover.take(step); });
 }
@@ -144,6 +138,10 @@ int KavroPISSFrameCache::DeleteDirectory(const char* path) {
                       path != nullptr ? path : "");
         return 0;
     }
+    return corvid::unlessOutOfMemory("DeleteDirectory", 0, [&] { return removeDirectory(path); });
+}
+
+int KavroPISSFrameCache::removeDirectory(const char* path) {
     std::string name;
     const corvid::UniqueFd parent = openParentOf(path, name);
     struct stat status {};
@@ -175,74 +173,144 @@ int KavroPISSFrameCache::DeleteDirectory(const char* path) {
     return 1;
 }
 
-int KavroPISSFrameCache::removeNamed(const char* operation, const char* parentName,
-                                     const std::optional<std::string>& parent, const char* name) {
+KavroPISSFrameCache::Target KavroPISSFrameCache::targetIn(const char* operation,
+                                                          const char* parentName,
+                                                          const std::optional<std::string>& parent,
+                                                          const char* name) const {
     if (!parent) {
-        maro_logError("%s: Unable to GetCompletePathTo%s\n", operation, parentName);
+        return {{}, std::string(operation) + ": Unable to GetCompletePathTo" + parentName + "\n"};
+    }
+    std::string path = *parent + name;
+    if (!passesSanityCheck(path.c_str())) {
+        return {{}, std::string(operation) + ": Failed sanity on path '" + path + "'\n"};
+    }
+    return {std::move(path), {}};
+}
+
+KavroPISSFrameCache::Target
+KavroPISSFrameCache::hashedTargetIn(const char* operation, const char* parentName,
+                                    const std::optional<std::string>& parent,
+                                    const char* hash) const {
+    if (parent && !corvid::isDirectoryName(hash)) {
+        return {{}, std::string(operation) + ": Failed sanity on path '" + *parent + hash + "'\n"};
+    }
+    return targetIn(operation, parentName, parent, hash);
+}
+
+// A looking object records no new key, and finds it as if it had.
+corvid::OwnedText KavroPISSFrameCache::hashOfProject(const char* projectName) const {
+    corvid::OwnedText hash = m_projectTable.hashOf(projectName);
+    const bool isOwn = m_projectKey != nullptr && std::strcmp(projectName, m_projectKey.get()) == 0;
+    return hash == nullptr && m_isLooking && isOwn ? corvid::OwnedText(::strdup(m_projectHash))
+                                                   : std::move(hash);
+}
+
+corvid::OwnedText KavroPISSFrameCache::hashOfComposition(const char* compositionName) const {
+    corvid::OwnedText hash = m_compositionTable.hashOf(compositionName);
+    const bool isOwn =
+        m_compositionKey != nullptr && std::strcmp(compositionName, m_compositionKey.get()) == 0;
+    return hash == nullptr && m_isLooking && isOwn ? corvid::OwnedText(::strdup(m_compositionHash))
+                                                   : std::move(hash);
+}
+
+KavroPISSFrameCache::Target KavroPISSFrameCache::projectTarget(const char* projectName) const {
+    if (projectName == nullptr) {
+        return {{}, "DeleteProject: projectName is null."};
+    }
+    const corvid::OwnedText hash = hashOfProject(projectName);
+    if (hash == nullptr) {
+        return {{},
+                std::string("DeleteProject: FindProjectNameHashGivenKey[") + projectName +
+                    "] failed\n"};
+    }
+    return hashedTargetIn("DeleteProject", "CacheRoot", rootPath(), hash.get());
+}
+
+KavroPISSFrameCache::Target
+KavroPISSFrameCache::compositionTarget(const char* compositionName) const {
+    if (compositionName == nullptr) {
+        return {{}, "DeleteComposition: compositionName is null\n"};
+    }
+    const corvid::OwnedText hash = hashOfComposition(compositionName);
+    if (hash == nullptr) {
+        return {{},
+                std::string("DeleteComposition: FindCompositionNameHashGivenKey[") +
+                    compositionName + "] failed\n"};
+    }
+    return hashedTargetIn("DeleteComposition", "Project", projectPath(), hash.get());
+}
+
+KavroPISSFrameCache::Target KavroPISSFrameCache::featureTarget(const char* featureName) const {
+    // An empty name would mean the composition itself.
+    if (featureName == nullptr || *featureName == '\0') {
+        return {{}, "DeleteFeature: featureName is null\n"};
+    }
+    return targetIn("DeleteFeature", "Composition", compositionPath(), featureName);
+}
+
+int KavroPISSFrameCache::removeTarget(const char* operation, const Target& target) {
+    if (!target.refusal.empty()) {
+        maro_logError("%s", target.refusal.c_str());
         return 0;
     }
-    const std::string path = *parent + name;
-    if (!passesSanityCheck(path)) {
-        maro_logError("%s: Failed sanity on path '%s'\n", operation, path.c_str());
-        return 0;
-    }
-    if (DeleteDirectory(path.c_str()) == 0) {
-        maro_logError("%s: Failed to DeleteDirectory '%s'\n", operation, path.c_str());
+    if (DeleteDirectory(target.path.c_str()) == 0) {
+        maro_logError("%s: Failed to DeleteDirectory '%s'\n", operation, target.path.c_str());
         return 0;
     }
     return 1;
 }
 
-int KavroPISSFrameCache::removeHashed(const char* operation, const char* parentName,
-                                      const std::optional<std::string>& parent, const char* hash) {
-    if (parent && !corvid::isDirectoryName(hash)) {
-        maro_logError("%s: Failed sanity on path '%s'\n", operation, (*parent + hash).c_str());
-        return 0;
+std::optional<std::string> KavroPISSFrameCache::pathIfThere(Target target) const {
+    if (!target.refusal.empty()) {
+        return std::nullopt;
     }
-    return removeNamed(operation, parentName, parent, hash);
+    std::string name;
+    struct stat status {};
+    const corvid::UniqueFd parent = openParentOf(target.path, name);
+    const bool isThere = parent.isOpen() &&
+                         ::fstatat(parent.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+                         (S_ISDIR(status.st_mode) || S_ISLNK(status.st_mode));
+    return isThere ? std::optional<std::string>(std::move(target.path)) : std::nullopt;
 }
 
 int KavroPISSFrameCache::DeleteProject(const char* projectName) {
-    if (projectName == nullptr) {
-        maro_logError("DeleteProject: projectName is null.");
-        return 0;
-    }
-    const corvid::OwnedText hash = m_projectTable.hashOf(projectName);
-    if (hash == nullptr) {
-        maro_logError("DeleteProject: FindProjectNameHashGivenKey[%s] failed\n", projectName);
-        return 0;
-    }
-    return removeHashed("DeleteProject", "CacheRoot", rootPath(), hash.get());
+    return corvid::unlessOutOfMemory("DeleteProject", 0, [&] {
+        return removeTarget("DeleteProject", projectTarget(projectName));
+    });
 }
 
 int KavroPISSFrameCache::DeleteComposition(const char* compositionName) {
-    if (compositionName == nullptr) {
-        maro_logError("DeleteComposition: compositionName is null\n");
-        return 0;
-    }
-    const corvid::OwnedText hash = m_compositionTable.hashOf(compositionName);
-    if (hash == nullptr) {
-        maro_logError("DeleteComposition: FindCompositionNameHashGivenKey[%s] failed\n",
-                      compositionName);
-        return 0;
-    }
-    return removeHashed("DeleteComposition", "Project", projectPath(), hash.get());
+    return corvid::unlessOutOfMemory("DeleteComposition", 0, [&] {
+        return removeTarget("DeleteComposition", compositionTarget(compositionName));
+    });
 }
 
 int KavroPISSFrameCache::DeleteFeature(const char* featureName) {
-    // An empty name would mean the composition itself.
-    if (featureName == nullptr || *featureName == '\0') {
-        maro_logError("DeleteFeature: featureName is null\n");
-        return 0;
-    }
-    return removeNamed("DeleteFeature", "Composition", compositionPath(), featureName);
+    return corvid::unlessOutOfMemory("DeleteFeature", 0, [&] {
+        return removeTarget("DeleteFeature", featureTarget(featureName));
+    });
+}
+
+std::optional<std::string>
+KavroPISSFrameCache::pathThatDeleteProjectRemoves(const char* projectName) const {
+    return pathIfThere(projectTarget(projectName));
+}
+
+std::optional<std::string>
+KavroPISSFrameCache::pathThatDeleteCompositionRemoves(const char* compositionName) const {
+    return pathIfThere(compositionTarget(compositionName));
+}
+
+std::optional<std::string>
+KavroPISSFrameCache::pathThatDeleteFeatureRemoves(const char* featureName) const {
+    return pathIfThere(featureTarget(featureName));
 }
 
 bool KavroPISSFrameCache::removeListedFrames(int directory, const std::string& path) {
     std::uint64_t files = 0;
     for (const auto* entry = m_listing.head(); entry != nullptr; entry = entry->next) {
         const std::string filePath = path + entry->name;
-        if (!passesSanityCheck(filePath)) {
+        if (!passesSanityCheck(filePath.c_str())) {
             maro_logError("DeleteAllFrames: Failed sanity on path '%s'\n", filePath.c_str());
             return false;
         }
@@ -261,6 +329,10 @@ int KavroPISSFrameCache::DeleteAllFrames() {
     maro_logDev("IMPORTANT!!! DeleteAllFrames called");
     ReleaseFileDirectoryListIfUsed();
     m_numberOfFrames = 0;
+    return corvid::unlessOutOfMemory("DeleteAllFrames", 0, [this] { return removeAllFrames(); });
+}
+
+int KavroPISSFrameCache::removeAllFrames() {
     const std::optional<std::string> path = featurePath();
     if (!path) {
         maro_logError("DeleteAllFrames: GetCompletePathToFrameCache failed\n");
@@ -304,7 +376,9 @@ int KavroPISSFrameCache::DeleteAllProjects() {
 }
 
 int KavroPISSFrameCache::DeleteAllCompositions() {
-    PrepareCompositionList();
+    if (PrepareCompositionList() == 0) {
+        return 0;
+    }
     for (;;) {
         char* path = nullptr;
         char* name = nullptr;
@@ -319,11 +393,13 @@ int KavroPISSFrameCache::DeleteAllCompositions() {
 }
 
 int KavroPISSFrameCache::DeleteAllFeatures() {
-    if (!featurePath()) {
+    if (m_featureName == nullptr) {
         maro_logError("DeleteAllFeatures: GetCompletePathToFrameCache failed\n");
         return 0;
     }
-    PrepareFrameCacheList();
+    if (PrepareFrameCacheList() == 0) {
+        return 0;
+    }
     for (;;) {
         char* path = nullptr;
         char* name = nullptr;

@@ -1,8 +1,11 @@
 #include "store/KavroPISSFrameCache.h"
 
+#include "files/path_text.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/KavroPISSConfig.h"
 #include "store/PISSMD5.h"
+#include "store/settings_keys.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,15 +15,9 @@ namespace {
 
 constexpr std::size_t kHashPathSize = 4096; // the system's longest path
 constexpr char kUninitialized[] = "uninitialized";
-constexpr char kRootSetting[] = "DirectoryLocationOfFrameCache";
 
 corvid::OwnedText copyOf(const char* text) {
     return corvid::OwnedText(text != nullptr ? ::strdup(text) : nullptr);
-}
-
-bool endsWithSeparator(const char* path) {
-    const std::size_t length = std::strlen(path);
-    return length > 0 && path[length - 1] == '/';
 }
 
 int handOut(corvid::OwnedText found, char** result) {
@@ -31,12 +28,18 @@ int handOut(corvid::OwnedText found, char** result) {
     return 1;
 }
 
-int printPath(const std::optional<std::string>& path, char* buffer, int size) {
+// `path` makes the path, nothing when a part of it is missing.
+template <class Path>
+int printPath(char* buffer, int size, Path path) {
     if (buffer == nullptr || size < 1) {
         return 0;
     }
-    std::snprintf(buffer, static_cast<std::size_t>(size), "%s", path ? path->c_str() : "");
-    return path ? 1 : 0;
+    *buffer = '\0';
+    return corvid::unlessOutOfMemory("GetCompletePath", 0, [&] {
+        const std::optional<std::string> made = path();
+        std::snprintf(buffer, static_cast<std::size_t>(size), "%s", made ? made->c_str() : "");
+        return made ? 1 : 0;
+    });
 }
 
 } // namespace
@@ -77,6 +80,12 @@ KavroPISSFrameCache::KavroPISSFrameCache(const char* root, const char* project,
     construct(root, project, composition, feature);
 }
 
+KavroPISSFrameCache::KavroPISSFrameCache(corvid::LookOnly /*look*/, const char* root,
+                                         const char* project, const char* composition)
+    : m_isLooking(true) {
+    construct(root, project, composition, nullptr);
+}
+
 KavroPISSFrameCache::~KavroPISSFrameCache() {
     ReleaseFileDirectoryListIfUsed();
     DeleteProjectHashTable();
@@ -92,18 +101,23 @@ void KavroPISSFrameCache::construct(const char* root, const char* project, const
     if (project != nullptr) {
         m_projectKey = copyOf(project);
         _MD5GetPrintableHash(project, m_projectHash);
-        AddProjectHashTable(m_projectHash, project, true);
+        if (!m_isLooking) {
+            AddProjectHashTable(m_projectHash, project, true);
+        }
     }
     if (composition != nullptr) {
         m_compositionKey = copyOf(composition);
         _MD5GetPrintableHash(composition, m_compositionHash);
-        AddCompositionHashTable(m_compositionHash, composition, true);
+        if (!m_isLooking) {
+            AddCompositionHashTable(m_compositionHash, composition, true);
+        }
     }
     if (feature != nullptr) {
         m_featureName = copyOf(feature);
-        if (const std::optional<std::string> path = featurePath()) {
-            PISSCreateDirectoryPath(path->c_str());
-        }
+        corvid::unlessOutOfMemory("PersistentFrameCache", 0, [this] {
+            const std::optional<std::string> path = featurePath();
+            return path ? PISSCreateDirectoryPath(path->c_str()) : 0;
+        });
     }
 }
 
@@ -135,7 +149,9 @@ void KavroPISSFrameCache::Initializer(bool reset, const char* root) {
         return;
     }
     if (root != nullptr ? takeRoot(root) : takeConfiguredRoot()) {
-        PISSCreateDirectoryPath(m_root.get());
+        if (!m_isLooking) {
+            PISSCreateDirectoryPath(m_root.get());
+        }
         setHashPaths();
     } else {
         markUninitialized();
@@ -150,7 +166,7 @@ bool KavroPISSFrameCache::takeRoot(const char* root) {
         return false;
     }
     std::memcpy(m_root.get(), root, length + 1);
-    if (!endsWithSeparator(root)) {
+    if (!corvid::endsWithSeparator(root)) {
         std::memcpy(m_root.get() + length, "/", 2);
     }
     return true;
@@ -160,11 +176,11 @@ bool KavroPISSFrameCache::takeConfiguredRoot() {
     KavroPISSConfig config;
     char* root = nullptr;
     // An empty root would make every path on the machine one of this cache.
-    if (!config.GetItem(&root, "default", kRootSetting) || *root == '\0') {
+    if (!config.GetItem(&root, corvid::kGlobalScope, corvid::kCacheRoot.name) || *root == '\0') {
         std::free(root);
         maro_logError(
             "PersistentFrameCache::Initializer : Could not get General Config item default:%s\n",
-            kRootSetting);
+            corvid::kCacheRoot.name);
         return false;
     }
     m_root.reset(root);
@@ -172,7 +188,7 @@ bool KavroPISSFrameCache::takeConfiguredRoot() {
 }
 
 void KavroPISSFrameCache::setHashPaths() {
-    const char* separator = endsWithSeparator(m_root.get()) ? "" : "/";
+    const char* separator = corvid::endsWithSeparator(m_root.get()) ? "" : "/";
     const int composition = std::snprintf(m_compositionHashPath.get(), kHashPathSize, "%s%s%s",
                                           m_root.get(), separator, "CompositionHash.txt");
     std::snprintf(m_projectHashPath.get(), kHashPathSize, "%s%s%s", m_root.get(), separator,
@@ -224,19 +240,19 @@ std::optional<std::string> KavroPISSFrameCache::featurePath() const {
 }
 
 int KavroPISSFrameCache::GetCompletePathToCacheRoot(char* buffer, int size) const {
-    return printPath(rootPath(), buffer, size);
+    return printPath(buffer, size, [this] { return rootPath(); });
 }
 
 int KavroPISSFrameCache::GetCompletePathToProject(char* buffer, int size) const {
-    return printPath(projectPath(), buffer, size);
+    return printPath(buffer, size, [this] { return projectPath(); });
 }
 
 int KavroPISSFrameCache::GetCompletePathToComposition(char* buffer, int size) const {
-    return printPath(compositionPath(), buffer, size);
+    return printPath(buffer, size, [this] { return compositionPath(); });
 }
 
 int KavroPISSFrameCache::GetCompletePathToFrameCache(char* buffer, int size) const {
-    return printPath(featurePath(), buffer, size);
+    return printPath(buffer, size, [this] { return featurePath(); });
 }
 
 int KavroPISSFrameCache::ReadProjectHashTable() {

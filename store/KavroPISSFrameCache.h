@@ -11,10 +11,11 @@
 // failure, after one error line unless a lookup plainly missed. Texts handed out are released by
 // the caller with free().
 
+#include "files/owned_text.h"
+#include "files/unique_fd.h"
 #include "store/PISSFileUtilities.h"
+#include "store/features.h"
 #include "store/hash_table.h"
-#include "store/owned_text.h"
-#include "store/unique_fd.h"
 
 #include <cstdint>
 #include <functional>
@@ -22,7 +23,12 @@
 #include <string>
 
 // The feature directories that the plug-ins write, in this order.
-constexpr const char* KAVRO_FEATURE_SUBDIRS[] = {"SPEC_PREVIEW", "SPEC_RENDER", "PROXY"};
+inline constexpr auto& KAVRO_FEATURE_SUBDIRS = corvid::kKnownFeatureDirectories.names;
+
+namespace corvid {
+// Opens a place of the cache to look at it.
+struct LookOnly {};
+} // namespace corvid
 
 class KavroPISSFrameCache {
 public:
@@ -39,6 +45,10 @@ public:
     KavroPISSFrameCache(const char* root, const char* project, const char* composition);
     KavroPISSFrameCache(const char* root, const char* project, const char* composition,
                         const char* feature);
+    // The same without a change on the disk: neither the root nor a line of a table is made. A
+    // project, and a composition when there is one, are known to the queries all the same.
+    KavroPISSFrameCache(corvid::LookOnly look, const char* root, const char* project,
+                        const char* composition);
     ~KavroPISSFrameCache();
     KavroPISSFrameCache(const KavroPISSFrameCache&) = delete;
     KavroPISSFrameCache& operator=(const KavroPISSFrameCache&) = delete;
@@ -109,9 +119,10 @@ public:
     int GetLastModifiedDateForFeature(long* date);
     // Whether the current listing holds a frame of that number.
     int DoesFrameExist(int frame) const;
-    // Whether any known feature of this object's compositions, taken under the project named here,
-    // holds frames. Looking creates the directories it looks into.
-    int DoesProjectHaveAnyCacheFiles(const char* projectName);
+    // Whether any of the features of this object's compositions, taken under the project named
+    // here, holds frames. Looking creates the directories it looks into.
+    int DoesProjectHaveAnyCacheFiles(const char* projectName,
+                                     corvid::FeatureTable features = corvid::kKnownFeatures);
 
     // Frames are written by other code; these change nothing and answer 1.
     int AddFrame(int) { return 1; }
@@ -127,16 +138,22 @@ public:
     int DeleteComposition(const char* compositionName);
     int DeleteFeature(const char* featureName);
     int DeleteDirectory(const char* path);
+    // What those three would remove now, with all in it; nothing when they would refuse, without a
+    // message, or when nothing is there. Throw std::bad_alloc.
+    std::optional<std::string> pathThatDeleteProjectRemoves(const char* projectName) const;
+    std::optional<std::string> pathThatDeleteCompositionRemoves(const char* compositionName) const;
+    std::optional<std::string> pathThatDeleteFeatureRemoves(const char* featureName) const;
     // Removes the files of this object's feature; the directory stays.
     int DeleteAllFrames();
-    // Kept as they step: the first never ends by itself, the other two remove nothing.
+    // Kept as they step: the first never ends by itself, the other two remove nothing, and answer 0
+    // when they cannot list.
     int DeleteAllProjects();
     int DeleteAllCompositions();
     int DeleteAllFeatures();
 
     // Moves fromParent + name to toParent + "/" + name: by renaming, or where that fails by a copy
     // that leaves hidden files of the directory out, after which the source is removed. A failed
-    // copy leaves the source whole.
+    // copy leaves the source whole. 0 with one error line for a null text.
     int MoveDirectory(const char* fromParent, const char* name, const char* toParent);
     // Moves a project into another cache root. The tables of neither root change.
     int MoveProject(const char* projectName, const char* newCacheRoot);
@@ -171,21 +188,42 @@ private:
     std::optional<std::string> featurePath() const;
     std::optional<std::string> pathOf(Level level) const;
     int prepare(Level level, int& count);
+    int list(Level level, int& count);
+    std::uint64_t sizeOfProjects();
     Step step(Level level, char** path, char** name);
     bool resolve(Level level, const char* directoryName, char** name) const;
-    bool passesSanityCheck(const std::string& path) const;
+    bool passesSanityCheck(const char* path) const;
     corvid::UniqueFd openParentOf(const std::string& path, std::string& name) const;
-    int removeNamed(const char* operation, const char* parentName,
-                    const std::optional<std::string>& parent, const char* name);
+    // What a removal by name aims at: the path, or why there is none, as it is logged.
+    struct Target {
+        std::string path;
+        std::string refusal;
+    };
+    Target projectTarget(const char* projectName) const;
+    Target compositionTarget(const char* compositionName) const;
+    Target featureTarget(const char* featureName) const;
+    Target targetIn(const char* operation, const char* parentName,
+                    const std::optional<std::string>& parent, const char* name) const;
     // The same for a name that a table gave.
-    int removeHashed(const char* operation, const char* parentName,
-                     const std::optional<std::string>& parent, const char* hash);
+    Target hashedTargetIn(const char* operation, const char* parentName,
+                          const std::optional<std::string>& parent, const char* hash) const;
+    int removeTarget(const char* operation, const Target& target);
+    std::optional<std::string> pathIfThere(Target target) const;
+    // Null when there is none.
+    corvid::OwnedText hashOfProject(const char* projectName) const;
+    corvid::OwnedText hashOfComposition(const char* compositionName) const;
+    int removeDirectory(const char* path);
     bool removeContents(corvid::UniqueFd directory, const std::string& path);
+    int removeAllFrames();
     bool removeListedFrames(int directory, const std::string& path);
     std::optional<std::string> sourceRoot(const char* root) const;
     bool copyAcross(const std::string& from, const std::string& to);
+    int moveDirectory(const std::string& from, std::string to);
+    int renameProject(const char* oldHash, const char* newProjectName, const char* oldCacheRoot,
+                      const char* newCacheRoot);
     int stepDirectory(Level level, char** path, char** name, std::uint64_t* size);
 
+    bool m_isLooking = false;
     corvid::OwnedText m_root;
     corvid::OwnedText m_compositionHashPath;
     corvid::OwnedText m_projectHashPath;

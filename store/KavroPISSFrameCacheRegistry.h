@@ -8,24 +8,13 @@
 // it. The last Commit() wins. An empty line ends the reading, and so does a line whose type is not
 // "string".
 
-#include "store/owned_list.h"
-#include "store/text_file.h"
+#include "store/kvp_file.h"
 
 #include <string>
 #include <vector>
 
-// One fact about one project. The texts are made with strdup and owned by the registry.
-struct sFrameCacheRegistryEntry {
-    char* projectName; // the printable hash of the project key
-    int type;          // 0, text: the only type the registry keeps
-    char* key;
-    char* value;
-    sFrameCacheRegistryEntry* next;
-};
-
 namespace corvid {
 constexpr char kPathToCache[] = "PathToCache";
-void destroyRegistryEntry(sFrameCacheRegistryEntry* entry);
 } // namespace corvid
 
 class KavroPISSFrameCacheRegistry {
@@ -37,39 +26,36 @@ public:
     KavroPISSFrameCacheRegistry& operator=(const KavroPISSFrameCacheRegistry&) = delete;
 
     int StartTransaction() { return 1; }
-    // Rewrites the file. 0 with one warning when the file cannot be opened or written (it keeps its
-    // old text) or an entry's type is unknown (the file then holds the lines before it).
+    // Rewrites the file; a line that would do harm to others is left out with one warning. 0 with
+    // one warning when the file cannot be opened or written (it keeps its old text) or an entry's
+    // type is unknown (the file then holds the lines before it).
     int Commit();
 
-    int NumberOfKeyValuePairsInList() const { return static_cast<int>(m_entries.count()); }
+    int NumberOfKeyValuePairsInList() const { return static_cast<int>(m_file.count()); }
     // Puts the cursor on the first entry; whether there is one.
-    int PrepareKeyValuePairList() { return m_entries.prepare() ? 1 : 0; }
-    // The entry under the cursor, still owned by the registry; null at the end.
-    sFrameCacheRegistryEntry* GetNextKeyValuePairInList() { return m_entries.next(); }
+    int PrepareKeyValuePairList() { return m_file.prepare() ? 1 : 0; }
+    // The entry under the cursor, still owned by the registry; null at the end. Its scope is the
+    // printable hash of the project key, its value a text: the only type the registry knows.
+    tConfigKVPEntry* GetNextKeyValuePairInList() { return m_file.next(); }
 
     // Appends an entry for a project key; an existing one stays and is found first. 0 when out of
-    // memory or when the line could not be read back.
+    // memory and for a null argument.
     int Add(const char* projectName, const char* key, const char* value);
     // The same for a project that is already hashed. 0 with one error line for a null argument.
     int AddWithoutHashing(const char* projectName, const char* key, const char* value);
     // The first value for a project and key, as a copy that the caller releases with free(); else
     // null and 0.
     int GetItem(char** value, const char* projectName, const char* key) const;
-    // Changes that value; 0 when there is none.
+    // Changes that value; 0 when there is none, for a null value and when out of memory.
     int ChangeItem(const char* projectName, const char* key, const char* value);
     // Removes every entry of a project; 0 when it had none.
     int DeleteItem(const char* projectName);
 
 private:
-    void read();
-    bool readLine(char* line);
+    corvid::AfterLine readLine(const corvid::KvpFields& fields);
     int append(const char* operation, const char* hash, const char* key, const char* value);
-    sFrameCacheRegistryEntry* find(const char* projectName, const char* key) const;
 
-    corvid::OwnedList<sFrameCacheRegistryEntry, corvid::destroyRegistryEntry> m_entries;
-    std::string m_path;
-    corvid::ReadResult m_read = corvid::ReadResult::Whole;
-    bool m_isCut = false; // there was no memory for all of the file
+    corvid::KvpFile m_file;
 };
 
 namespace corvid {

@@ -1,14 +1,15 @@
 #include "store/KavroPISSPerProjectConfig.h"
 
+#include "files/path_text.h"
+#include "files/text_file.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/PISSMD5.h"
 #include "store/kvp_line.h"
-#include "store/text_file.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 namespace {
 
@@ -16,33 +17,24 @@ constexpr char kFileName[] = ".CorvidPro2ProjectConfig.cvp";
 constexpr char kVersionTag[] = "cvp-version:";
 constexpr std::size_t kComparedTagLength = 10; // not the whole tag: older files differ in its end
 constexpr int kVersion = 1;
+constexpr char kHeader[] = "cvp-version:1\n"; // the tag and the version
 
-// The scope of a name's entries.
-class HashedName {
-public:
-    explicit HashedName(const char* name) : m_isGiven(name != nullptr) {
-        if (m_isGiven) {
-            _MD5GetPrintableHash(name, m_text);
-        }
-    }
-    // Null, which no entry has, for a null name.
-    const char* text() const { return m_isGiven ? m_text : nullptr; }
-
-private:
-    bool m_isGiven;
-    char m_text[corvid::kPrintableHashSize];
-};
-
-bool reported(corvid::AddResult result, const char* operation) {
-    if (result == corvid::AddResult::OutOfMemory) {
+bool reported(corvid::AddOutcome outcome, const char* operation) {
+    if (outcome == corvid::AddOutcome::OutOfMemory) {
         maro_logError("PerProjectConfig::%s malloc failed\n", operation);
     }
-    return result == corvid::AddResult::Added;
+    return outcome == corvid::AddOutcome::Added;
 }
 
-// A null text stands for "not set" and is kept as long as the object lives.
-bool isReadBack(const char* value) {
-    return value == nullptr || corvid::hasKvpValue(value);
+bool isKnownType(const char* type) {
+    return std::strcmp(type, corvid::kStringType) == 0 ||
+           std::strcmp(type, corvid::kIntegerType) == 0;
+}
+
+// Readers pass over a line without key or value and end at one of an unknown type.
+bool isHarmlessInProjectFile(const corvid::KvpFields& line) {
+    return line.scope != nullptr &&
+           (line.key == nullptr || line.value == nullptr || isKnownType(line.type));
 }
 
 int versionBehindTag(const char* line) {
@@ -55,11 +47,19 @@ int versionBehindTag(const char* line) {
 } // namespace
 
 KavroPISSProjectKeys::KavroPISSProjectKeys(const char* projectPath) {
-    const std::string path = projectPath;
-    const std::size_t nameBegin = path.rfind('/') + 1; // 0 without a separator
-    folder = path.substr(0, nameBegin);
-    name = path.substr(nameBegin);
-    identity = folder + "::*::" + name;
+    const bool hasMemory = corvid::unlessOutOfMemory("KavroPISSProjectKeys", false, [&] {
+        const std::string path = projectPath != nullptr ? projectPath : "";
+        const std::size_t nameBegin = path.rfind('/') + 1; // 0 without a separator
+        folder = path.substr(0, nameBegin);
+        name = path.substr(nameBegin);
+        identity = folder + "::*::" + name;
+        return true;
+    });
+    if (!hasMemory) { // half an identity would be another project's
+        folder.clear();
+        name.clear();
+        identity.clear();
+    }
 }
 
 KavroPISSPerProjectConfig::KavroPISSPerProjectConfig(const char* projectFolder) {
@@ -71,123 +71,89 @@ KavroPISSPerProjectConfig::KavroPISSPerProjectConfig(const char* projectFolder) 
         maro_logWarning("PerProjectConfig::PerProjectConfig : pathToProject has length 0.\n");
         return;
     }
-    m_projectFolder = projectFolder;
-    m_path = *m_projectFolder + (m_projectFolder->back() == '/' ? "" : "/") + kFileName;
-    read();
+    const bool hasMemory = corvid::unlessOutOfMemory("PerProjectConfig", false, [&] {
+        m_projectFolder = projectFolder;
+        m_file.setPath(corvid::withSeparator(m_projectFolder) + kFileName);
+        m_file.read([this](const corvid::KvpFields& line) { return readLine(line); },
+                    [this](char* text) { return *text != '\0' && isHeaderOfOurs(text); });
+        return true;
+    });
+    if (!hasMemory) {
+        m_file.markUnreadable();
+    }
 }
 
 KavroPISSPerProjectConfig::~KavroPISSPerProjectConfig() {
-    m_store.clear();
+    m_file.clear();
 }
 
 bool KavroPISSPerProjectConfig::isHeaderOfOurs(char* line) const {
     if (std::strncmp(line, kVersionTag, kComparedTagLength) != 0) {
-        maro_log("CVP version for %s is out of date.", m_path->c_str());
+        maro_log("CVP version for %s is out of date.", m_file.path().c_str());
         return false;
     }
     const int version = versionBehindTag(line);
     if (version < kVersion) {
         // The numbers stand in this order although the labels say otherwise; tools read them so.
         maro_log("CVP version for %s is out of date. File Version: %d. CVP Version: %d",
-                 m_path->c_str(), kVersion, version);
+                 m_file.path().c_str(), kVersion, version);
         return false;
     }
     return true;
 }
 
-void KavroPISSPerProjectConfig::read() {
-    bool isHeader = true;
-    m_read = corvid::readLines(m_path->c_str(), [this, &isHeader](char* line) {
-        return std::exchange(isHeader, false) ? *line != '\0' && isHeaderOfOurs(line)
-                                              : readLine(line);
-    });
-    if (m_isCut) {
-        m_read = corvid::ReadResult::Unreadable;
-    }
-}
-
-bool KavroPISSPerProjectConfig::readLine(char* line) {
-    const corvid::KvpFields fields = corvid::splitKvpLine(line);
-    if (fields.scope == nullptr) {
-        return false;
-    }
-    bool isKept = true;
+corvid::AfterLine KavroPISSPerProjectConfig::readLine(const corvid::KvpFields& fields) {
     if (fields.key == nullptr) {
         maro_logWarning("PerProjectConfig: keyValue was NULL");
     } else if (fields.value == nullptr) {
         maro_logWarning("PerProjectConfig: stringRemainder was NULL for key: %s", fields.key);
     } else if (std::strcmp(fields.type, corvid::kStringType) == 0) {
-        isKept = AddWithoutHashing(fields.scope, fields.key, fields.value);
+        AddWithoutHashing(fields.scope, fields.key, fields.value);
     } else if (std::strcmp(fields.type, corvid::kIntegerType) == 0) {
-        isKept = AddWithoutHashing(fields.scope, fields.key, corvid::decimalValue(fields.value));
+        AddWithoutHashing(fields.scope, fields.key, corvid::decimalValue(fields.value));
     } else {
         maro_logWarning("PerProjectConfig:  type not yet supported: %s for key: %s\n", fields.type,
                         fields.key);
-        return false;
+        return corvid::AfterLine::Stop;
     }
-    if (!isKept) {
-        m_isCut = m_isCut || corvid::fitsKvpLine(fields.scope, fields.key, fields.value);
-        maro_logWarning("PerProjectConfig: line too long for key: %s", fields.key);
-    }
-    return true;
+    return corvid::AfterLine::GoOn;
 }
 
 bool KavroPISSPerProjectConfig::Commit() {
-    const corvid::MutexLock lock(m_store.mutex());
-    if (!m_path) {
-        return false;
-    }
-    std::string text = kVersionTag + std::to_string(kVersion) + "\n";
-    const corvid::FormatResult format = m_store.formatLinesUnlocked(text);
-    // What could not be read must not be replaced by what little is known of it.
-    const corvid::ReplaceResult result =
-        m_read != corvid::ReadResult::Unreadable
-            ? corvid::replaceTextFile(m_path->c_str(), text, corvid::LinkRule::Refuse)
-            : corvid::ReplaceResult{};
-    if (!result.opened) {
-        maro_logWarning("Per Project Commit: Cannot open generic config file '%s' for writing\n",
-                        m_path->c_str());
-        return false;
-    }
-    if (!result.written) {
-        maro_logWarning("Per Project Commit: Cannot write generic config file '%s'\n",
-                        m_path->c_str());
-        return false;
-    }
-    if (format == corvid::FormatResult::InvalidType) {
-        maro_logWarning("Commit: Invalid type in KVP list\n");
-        return false;
-    }
-    return true;
+    return m_file.commit({.types = corvid::Types::TextAndInteger,
+                          .header = kHeader,
+                          .commit = "Per Project Commit",
+                          .invalidType = "Commit",
+                          .isHarmless = isHarmlessInProjectFile,
+                          .link = corvid::LinkRule::Refuse});
 }
 
 std::uint32_t KavroPISSPerProjectConfig::NumberOfKeyValuePairsInList() {
-    const corvid::MutexLock lock(m_store.mutex());
-    return m_store.countUnlocked();
+    return m_file.count();
 }
 
 bool KavroPISSPerProjectConfig::Add(const char* name, const char* key, const char* value) {
-    return isReadBack(value) && reported(m_store.add(HashedName(name).text(), key, value), "Add");
+    return reported(m_file.add(corvid::PrintableHash(name).text(), key, value), "Add");
 }
 
 bool KavroPISSPerProjectConfig::Add(const char* name, const char* key, int value) {
-    return reported(m_store.add(HashedName(name).text(), key, value), "Add");
+    return reported(m_file.add(corvid::PrintableHash(name).text(), key, value), "Add");
 }
 
 bool KavroPISSPerProjectConfig::GetItem(char** value, const char* name, const char* key) {
-    return m_store.getItem(value, HashedName(name).text(), key);
+    return m_file.getItem(value, corvid::PrintableHash(name).text(), key);
 }
 
 bool KavroPISSPerProjectConfig::GetItem(int* value, const char* name, const char* key) {
-    return m_store.getItem(value, HashedName(name).text(), key);
+    return m_file.getItem(value, corvid::PrintableHash(name).text(), key);
 }
 
 bool KavroPISSPerProjectConfig::ChangeItem(const char* name, const char* key, const char* value) {
-    return isReadBack(value) && m_store.changeItem(HashedName(name).text(), key, value);
+    return m_file.changeItem(corvid::PrintableHash(name).text(), key, value);
 }
 
 bool KavroPISSPerProjectConfig::ChangeItem(const char* name, const char* key, int value) {
-    return m_store.changeItem(HashedName(name).text(), key, value);
+    return m_file.changeItem(corvid::PrintableHash(name).text(), key, value);
 }
 
 bool KavroPISSPerProjectConfig::AddWithoutHashing(const char* hashedName, const char* key,
@@ -204,8 +170,7 @@ bool KavroPISSPerProjectConfig::AddWithoutHashing(const char* hashedName, const 
         maro_logError("AddWithoutHashing received a null value for key: %s", key);
         return false;
     }
-    return isReadBack(value) &&
-           reported(m_store.addUnlocked(hashedName, key, value), "AddWithoutHashing");
+    return reported(m_file.addUnlocked(hashedName, key, value), "AddWithoutHashing");
 }
 
 bool KavroPISSPerProjectConfig::AddWithoutHashing(const char* hashedName, const char* key,
@@ -218,5 +183,5 @@ bool KavroPISSPerProjectConfig::AddWithoutHashing(const char* hashedName, const 
         maro_logError("AddWithoutHashing(int) received a null key");
         return false;
     }
-    return reported(m_store.addUnlocked(hashedName, key, value), "AddWithoutHashing");
+    return reported(m_file.addUnlocked(hashedName, key, value), "AddWithoutHashing");
 }

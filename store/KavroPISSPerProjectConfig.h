@@ -10,16 +10,15 @@
 // its hash. An object reads the whole file when it is made; changes stay in memory until Commit().
 // An out-of-date or foreign file is not read, and the next Commit() replaces it.
 
-#include "store/kvp_store.h"
-#include "store/text_file.h"
+#include "store/kvp_file.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 // A project's identity, name and folder, told from the path of its project file: "/Shots/Edit.aep"
 // has the folder "/Shots/", the name "Edit.aep" and the identity "/Shots/::*::Edit.aep".
 struct KavroPISSProjectKeys {
+    // All three texts stay empty when there is no memory for them.
     explicit KavroPISSProjectKeys(const char* projectPath);
 
     std::string identity;
@@ -45,15 +44,16 @@ public:
     KavroPISSPerProjectConfig& operator=(const KavroPISSPerProjectConfig&) = delete;
 
     int StartTransaction() { return 1; }
-    // Rewrites the file. False without a path (silently), with one warning when the file cannot be
+    // Rewrites the file; a line that would do harm to others is left out with one warning. False
+    // without a path (silently), with one warning when the file cannot be
     // opened or written (it keeps its old text) or an entry's type is unknown (it then holds the
     // lines before it).
     bool Commit();
 
     std::uint32_t NumberOfKeyValuePairsInList();
-    bool PrepareKeyValuePairList() { return m_store.prepare(); }
+    bool PrepareKeyValuePairList() { return m_file.prepare(); }
     // The entry under the cursor, still owned by the store; null at the end.
-    tConfigKVPEntry* GetNextKeyValuePairInList() { return m_store.next(); }
+    tConfigKVPEntry* GetNextKeyValuePairInList() { return m_file.next(); }
 
     // As in the global store, with the hash of `name`, an identity, as the scope.
     bool Add(const char* name, const char* key, const char* value);
@@ -67,13 +67,9 @@ public:
     bool AddWithoutHashing(const char* hashedName, const char* key, int value);
 
 private:
-    void read();
-    bool readLine(char* line);
+    corvid::AfterLine readLine(const corvid::KvpFields& fields);
     bool isHeaderOfOurs(char* line) const;
 
-    corvid::KvpStore m_store;
-    std::optional<std::string> m_projectFolder;
-    std::optional<std::string> m_path;
-    corvid::ReadResult m_read = corvid::ReadResult::Missing;
-    bool m_isCut = false; // there was no memory for all of the file
+    std::string m_projectFolder;
+    corvid::KvpFile m_file;
 };

@@ -1,11 +1,11 @@
 #include "store/Kavro_PISSRenderQueue.h"
 
+#include "files/text_file.h"
 #include "runtime/maro_log.h"
-#include "store/text_file.h"
+#include "runtime/out_of_memory.h"
 
 #include <cerrno>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -25,17 +25,22 @@ bool readRest(int file, std::string& out) {
     }
 }
 
-off_t sizeOf(int file) {
-    struct stat status {};
-    return ::fstat(file, &status) == 0 ? status.st_size : 0;
-}
-
 } // namespace
 
 int KavroPISSRenderQueue::Commit() {
+    const int result =
+        corvid::unlessOutOfMemory("RenderQueue::Commit", 0, [this] { return writeQueue(); });
+    CloseFileIfOpen();
+    return result;
+}
+
+int KavroPISSRenderQueue::writeQueue() {
+    // What could not be read must not be replaced by what little is known of it.
+    if (m_isUnread || m_path == nullptr) {
+        maro_logError("Commit: File '%s' could not be read and is not replaced\n", queuePath());
+        return 0;
+    }
     std::string text;
-    // A transaction changes little of a long queue, so the old length saves most of the growing.
-    text.reserve(static_cast<std::size_t>(sizeOf(m_file.get())) + 4096);
     for (const auto* entry = m_items.head(); entry != nullptr; entry = entry->next) {
         entry->item->formatTo(text);
     }
@@ -48,13 +53,13 @@ int KavroPISSRenderQueue::Commit() {
 }
 
 bool KavroPISSRenderQueue::writeShadow(const std::string& text) const {
-    const corvid::ReplaceResult result = corvid::replaceTextFile(shadowPath(), text);
-    if (!result.opened) {
+    const corvid::ReplaceOutcome outcome = corvid::replaceTextFile(shadowPath(), text);
+    if (outcome == corvid::ReplaceOutcome::NotOpened) {
         maro_logError("Commit: Unable to open file '%s' for writing\n", shadowPath());
-    } else if (!result.written) {
+    } else if (outcome == corvid::ReplaceOutcome::NotWritten) {
         maro_logError("Commit: Unable to write file '%s'\n", shadowPath());
     }
-    return result.written;
+    return outcome == corvid::ReplaceOutcome::Replaced;
 }
 
 bool KavroPISSRenderQueue::copyShadowOverQueue(std::string& text) const {
@@ -68,11 +73,11 @@ bool KavroPISSRenderQueue::copyShadowOverQueue(std::string& text) const {
         maro_logError("Unable to read the src file: %s", shadowPath());
         return false;
     }
-    const corvid::ReplaceResult result = corvid::replaceTextFile(queuePath(), text);
-    if (!result.opened) {
+    const corvid::ReplaceOutcome outcome = corvid::replaceTextFile(queuePath(), text);
+    if (outcome == corvid::ReplaceOutcome::NotOpened) {
         maro_logError("Unable to find the dest file: %s", queuePath());
-    } else if (!result.written) {
+    } else if (outcome == corvid::ReplaceOutcome::NotWritten) {
         maro_logError("Unable to write the dest file: %s", queuePath());
     }
-    return result.written;
+    return outcome == corvid::ReplaceOutcome::Replaced;
 }

@@ -1,7 +1,8 @@
 #include "store/Kavro_PISSRenderQueue.h"
 
+#include "files/text_file.h"
 #include "runtime/maro_log.h"
-#include "store/text_file.h"
+#include "runtime/out_of_memory.h"
 
 #include <cerrno>
 #include <climits>
@@ -92,6 +93,11 @@ std::optional<int> nextBackupNumber(const char* counterPath) {
 } // namespace
 
 int KavroPISSRenderQueue::MoveRenderQueueItemToHistory(int index) {
+    return corvid::unlessOutOfMemory("KavroPISSRenderQueue::MoveRenderQueueItemToHistory", 0,
+                                     [this, index] { return moveToHistory(index); });
+}
+
+int KavroPISSRenderQueue::moveToHistory(int index) {
     const std::string path = historyPath(queuePath());
     if (path.empty()) {
         maro_logError(
@@ -135,8 +141,13 @@ int KavroPISSRenderQueue::MoveRenderQueueItemToHistory(int index) {
     return 1;
 }
 
+namespace {
+
+constexpr char kOperation[] = "KavroPISSRenderQueue::CreateBackupProjectName";
+
+} // namespace
+
 int KavroPISSRenderQueue::CreateBackupProjectName(char* buffer, int size) {
-    constexpr char kOperation[] = "KavroPISSRenderQueue::CreateBackupProjectName";
     if (buffer == nullptr || size < 1) {
         maro_logError("%s -=- no buffer for the name.", kOperation);
         return 0;
@@ -146,6 +157,10 @@ int KavroPISSRenderQueue::CreateBackupProjectName(char* buffer, int size) {
         maro_logError("%s -=- no directory for backup projects.", kOperation);
         return 0;
     }
+    return corvid::unlessOutOfMemory(kOperation, 0, [&] { return nameBackup(buffer, size); });
+}
+
+int KavroPISSRenderQueue::nameBackup(char* buffer, int size) const {
     const std::string directory = m_projectsPath.get();
     const std::string counterPath = directory + kCounterName;
     const std::optional<int> number = nextBackupNumber(counterPath.c_str());
@@ -161,7 +176,8 @@ int KavroPISSRenderQueue::CreateBackupProjectName(char* buffer, int size) {
     }
     // Replaced in one step rather than deleted and made anew: a counter lost in between would hand
     // out the names of existing projects again.
-    if (!corvid::replaceTextFile(counterPath.c_str(), digits + "\n").written) {
+    if (corvid::replaceTextFile(counterPath.c_str(), digits + "\n") !=
+        corvid::ReplaceOutcome::Replaced) {
         maro_logError("%s -=- Unable to write %s.", kOperation, counterPath.c_str());
         return 0;
     }

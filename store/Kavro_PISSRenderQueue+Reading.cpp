@@ -1,8 +1,9 @@
 #include "store/Kavro_PISSRenderQueue.h"
 
+#include "files/text_file.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/kvp_line.h"
-#include "store/text_file.h"
 
 #include <cerrno>
 #include <cstring>
@@ -36,6 +37,21 @@ const char* valueOf(const KvpFields& line) {
     return line.value != nullptr ? line.value : "";
 }
 
+// The rest of a line that was too long may be one; nobody could ask for its value.
+bool lacksKey(const KvpFields& line) {
+    if (line.key == nullptr) {
+        maro_logWarning("ProcessRenderQueueItem: The line of '%s' has no key\n", line.scope);
+    }
+    return line.key == nullptr;
+}
+
+// Texts that were read are never null, so that nothing else can have been refused.
+void needMemory(int isAdded) {
+    if (isAdded == 0) {
+        throw std::bad_alloc();
+    }
+}
+
 // What was read last inside an output module section, as far as a closing brace depends on it.
 enum class Before { SectionOpening, ModuleClosing, Other };
 
@@ -44,17 +60,18 @@ class ItemReader {
 public:
     explicit ItemReader(corvid::LineReader& lines) : m_lines(lines) {}
 
-    // The item, or null with a warning when it is broken.
+    // The item, or null with a warning when it is broken. Throws std::bad_alloc.
     std::unique_ptr<Item> read();
 
 private:
     std::optional<KvpFields> nextLine();
+    // False when the section does not end.
     bool readOutputModules();
-    bool addPair(const KvpFields& line);
-    bool closeModule();
-    bool addModulePair(const KvpFields& line);
-    // Makes a new module the active one; false when out of memory.
-    bool openModule();
+    void addPair(const KvpFields& line);
+    void closeModule();
+    void addModulePair(const KvpFields& line);
+    // Makes a new module the active one.
+    void openModule();
 
     corvid::LineReader& m_lines;
     std::unique_ptr<Item> m_item;
@@ -67,8 +84,8 @@ std::optional<KvpFields> ItemReader::nextLine() {
 }
 
 std::unique_ptr<Item> ItemReader::read() {
-    m_item.reset(new (std::nothrow) Item);
-    while (m_item != nullptr) {
+    m_item = std::make_unique<Item>();
+    for (;;) {
         const std::optional<KvpFields> line = nextLine();
         if (!line || line->scope == nullptr) {
             maro_logWarning(
@@ -76,64 +93,49 @@ std::unique_ptr<Item> ItemReader::read() {
             return nullptr;
         }
         if (isClosing(*line)) {
-            break;
+            return std::move(m_item);
         }
-        if (!(isOpening(*line) ? readOutputModules() : addPair(*line))) {
+        if (!isOpening(*line)) {
+            addPair(*line);
+        } else if (!readOutputModules()) {
             return nullptr;
         }
     }
-    return std::move(m_item);
 }
 
-bool ItemReader::addPair(const KvpFields& line) {
-    const bool isAdded =
-        isText(line) ? m_item->Add(line.scope, line.key, valueOf(line)) != 0
-                     : m_item->Add(line.scope, line.key, corvid::decimalValue(line.value)) != 0;
-    if (!isAdded) {
-        maro_logWarning("ProcessRenderQueueItem: Cannot keep the Key Value line of '%s'\n",
-                        line.scope);
+void ItemReader::addPair(const KvpFields& line) {
+    if (lacksKey(line)) {
+        return;
     }
-    return isAdded;
+    needMemory(isText(line) ? m_item->Add(line.scope, line.key, valueOf(line))
+                            : m_item->Add(line.scope, line.key, corvid::decimalValue(line.value)));
 }
 
-bool ItemReader::openModule() {
-    m_active.reset(new (std::nothrow) Module);
-    return m_active != nullptr;
+void ItemReader::openModule() {
+    m_active = std::make_unique<Module>();
 }
 
-bool ItemReader::closeModule() {
+void ItemReader::closeModule() {
     if (m_active == nullptr) {
         maro_logWarning("ProcessOutputModuleItem: } reached without a corresponding { token\n");
-        if (!openModule()) {
-            return false;
-        }
+        openModule();
     }
-    if (m_item->AddNewOutputModule(m_active.get()) == 0) {
-        return false;
-    }
+    needMemory(m_item->AddNewOutputModule(m_active.get()));
     static_cast<void>(m_active.release()); // the item's now
-    return true;
 }
 
-bool ItemReader::addModulePair(const KvpFields& line) {
+void ItemReader::addModulePair(const KvpFields& line) {
     if (m_active == nullptr) {
         maro_logWarning(
             "ProcessOutputModuleItem: Key Value reached without a corresponding { token\n");
-        if (!openModule()) {
-            return false;
-        }
+        openModule();
     }
     if (!isText(line)) {
         maro_logWarning("ProcessOutputModuleItem: int type not yet supported\n");
         m_active.reset();
-        return true;
+    } else if (!lacksKey(line)) {
+        needMemory(m_active->Add(line.scope, line.key, valueOf(line)));
     }
-    if (m_active->Add(line.scope, line.key, valueOf(line)) == 0) {
-        maro_logWarning("ProcessOutputModuleItem: Cannot keep the Key Value line of '%s'\n",
-                        line.scope);
-        return false;
-    }
-    return true;
 }
 
 bool ItemReader::readOutputModules() {
@@ -142,13 +144,12 @@ bool ItemReader::readOutputModules() {
         if (line->scope == nullptr) {
             continue;
         }
-        bool isRead = false;
         if (isOpening(*line)) {
             if (m_active != nullptr) {
                 maro_logWarning("ProcessOutputModuleItem: { reached while an output module was "
                                 "actively being processed\n");
             }
-            isRead = openModule();
+            openModule();
             before = Before::Other;
         } else if (isClosing(*line)) {
             // A brace that closes no module ends the section: behind a module, or at once when the
@@ -156,14 +157,11 @@ bool ItemReader::readOutputModules() {
             if (m_active == nullptr && before != Before::Other) {
                 return true;
             }
-            isRead = closeModule();
+            closeModule();
             before = Before::ModuleClosing;
         } else {
-            isRead = addModulePair(*line);
+            addModulePair(*line);
             before = Before::Other;
-        }
-        if (!isRead) {
-            return false;
         }
     }
     if (m_active != nullptr) {
@@ -179,7 +177,9 @@ int KavroPISSRenderQueue::StartTransaction() {
     DeleteAllRenderQueueItems();
     CloseFileIfOpen();
     if (!corvid::openTextFile(queuePath()).isOpen()) {
-        if (createQueueFile(errno) == 0) {
+        const int whyUnreadable = errno;
+        m_isUnread = whyUnreadable != ENOENT;
+        if (createQueueFile(whyUnreadable) == 0) {
             maro_logWarning("Cannot create file '%s' for creation and locking\n", queuePath());
             return 0;
         }
@@ -187,13 +187,14 @@ int KavroPISSRenderQueue::StartTransaction() {
             return 1;
         }
     }
+    m_isUnread = true;
     // Another process may be about to replace the file, or have created and filled it just now.
     openForHold();
     if (!m_file.isOpen()) {
         maro_logWarning("StartTransaction: Cannot open file '%s' for reading\n", queuePath());
         return 0;
     }
-    return readItems();
+    return corvid::unlessOutOfMemory("StartTransaction", 0, [this] { return readItems(); });
 }
 
 int KavroPISSRenderQueue::createQueueFile(int whyUnreadable) {
@@ -233,12 +234,15 @@ int KavroPISSRenderQueue::readItems() {
             maro_logWarning("StartTransaction: Invalid start to Render Queue item: No opening '{', "
                             "instead '%s'\n",
                             fields.scope);
+            m_isUnread = false;
             return 0;
         }
         std::unique_ptr<Item> item = items.read();
-        if (item == nullptr || AddNewRenderQueueItem(item.get()) == 0) {
+        if (item == nullptr) {
+            m_isUnread = lines.failed();
             return 0;
         }
+        needMemory(AddNewRenderQueueItem(item.get()));
         static_cast<void>(item.release()); // the queue's now
     }
     char beyond = '\0';
@@ -246,5 +250,6 @@ int KavroPISSRenderQueue::readItems() {
         maro_logWarning("StartTransaction: Cannot read file '%s' to its end\n", queuePath());
         return 0;
     }
+    m_isUnread = false;
     return 1;
 }

@@ -1,12 +1,16 @@
 #include "store/Kavro_PISSRenderQueue.h"
 
+#include "files/path_text.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/KavroPISSConfig.h"
 #include "store/PISSFileUtilities.h"
 #include "store/product_paths.h"
+#include "store/settings_keys.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace corvid {
@@ -20,27 +24,22 @@ void destroyRenderQueueEntry(sRenderQueueItemEntry* entry) {
 
 namespace {
 
-constexpr char kDirectoryKey[] = "DirectoryLocationOfRenderQueue";
 constexpr char kSourceName[] = "Kavro_PISSRenderQueue";
 
 // The directory of all queue files, with "/" at its end.
 std::string queueDirectory() {
     KavroPISSConfig config;
     char* text = nullptr;
-    config.GetItem(&text, "default", kDirectoryKey);
+    config.GetItem(&text, corvid::kGlobalScope, corvid::kRenderQueueRoot.name);
     const corvid::OwnedText setting(text);
     // An empty setting names no directory; taken as it stands it would put the queue into "/".
     if (setting == nullptr || *setting.get() == '\0') {
         maro_logError("RenderQueue::RenderQueue : Could not get General Config item default:%s\n",
-                      kDirectoryKey);
+                      corvid::kRenderQueueRoot.name);
         maro_logError("Installation of Fernwick %s could be corrupt.", corvid::kProductName);
         return corvid::productPath(assignCorvidProRenderQueueDefaultDirectoryPath);
     }
-    std::string directory = setting.get();
-    if (directory.back() != '/') {
-        directory += '/';
-    }
-    return directory;
+    return corvid::withSeparator(setting.get());
 }
 
 corvid::OwnedText newPath(const std::string& path) {
@@ -56,11 +55,14 @@ corvid::OwnedText newPath(const std::string& path) {
 } // namespace
 
 KavroPISSRenderQueue::KavroPISSRenderQueue() {
-    const std::string directory = queueDirectory();
-    PISSCreateDirectoryPath(directory.c_str());
-    m_path = newPath(directory + "RQ.txt");
-    m_shadowPath = newPath(directory + "ShadowRQ.txt");
-    m_projectsPath = newPath(directory + "RQProjects/");
+    corvid::unlessOutOfMemory("RenderQueue::RenderQueue", 0, [this] {
+        const std::string directory = queueDirectory();
+        PISSCreateDirectoryPath(directory.c_str());
+        m_path = newPath(directory + "RQ.txt");
+        m_shadowPath = newPath(directory + "ShadowRQ.txt");
+        m_projectsPath = newPath(directory + "RQProjects/");
+        return 0;
+    });
     if (m_projectsPath != nullptr) {
         PISSCreateDirectoryPath(m_projectsPath.get());
     }
@@ -87,19 +89,30 @@ sRenderQueueItemEntry* KavroPISSRenderQueue::find(int index) {
     if (index < 1) {
         return nullptr;
     }
-    if (m_byIndex.empty()) {
-        for (auto* entry = m_items.head(); entry != nullptr; entry = entry->next) {
-            const auto slot = static_cast<std::size_t>(entry->index);
-            if (slot >= m_byIndex.size()) {
-                m_byIndex.resize(slot + 1);
-            }
-            if (m_byIndex[slot] == nullptr) {
-                m_byIndex[slot] = entry;
-            }
-        }
+    try {
+        fillIndex();
+    } catch (const std::bad_alloc&) { // then the long way
+        m_byIndex.clear();
+        return m_items.find(
+            [index](const sRenderQueueItemEntry& entry) { return entry.index == index; });
     }
     const auto slot = static_cast<std::size_t>(index);
     return slot < m_byIndex.size() ? m_byIndex[slot] : nullptr;
+}
+
+void KavroPISSRenderQueue::fillIndex() {
+    if (!m_byIndex.empty()) {
+        return;
+    }
+    for (auto* entry = m_items.head(); entry != nullptr; entry = entry->next) {
+        const auto slot = static_cast<std::size_t>(entry->index);
+        if (slot >= m_byIndex.size()) {
+            m_byIndex.resize(slot + 1);
+        }
+        if (m_byIndex[slot] == nullptr) {
+            m_byIndex[slot] = entry;
+        }
+    }
 }
 
 int KavroPISSRenderQueue::AddToList(KavroPISSRenderQueueItem* item) {
@@ -142,21 +155,20 @@ bool anyPairNamed(const KavroPISSRenderQueueItem& item, const char* name, Visit 
 } // namespace
 
 bool KavroPISSRenderQueue::isQueued(const KavroPISSRenderQueueItem& item, const char* name) const {
-    bool isIntegerMet = false;
-    const auto isText = [&isIntegerMet](const sRenderQueueItemKVPEntry& pair) {
-        isIntegerMet = isIntegerMet || pair.type != corvid::kRenderQueueText;
-        return pair.type == corvid::kRenderQueueText;
+    bool isIntegerCompared = false;
+    const auto isSame = [&isIntegerCompared](const auto& ours, const auto& theirs) {
+        const bool areTexts =
+            ours.type == corvid::kRenderQueueText && theirs.type == corvid::kRenderQueueText;
+        isIntegerCompared = isIntegerCompared || !areTexts;
+        return areTexts && std::strcmp(ours.value, theirs.value) == 0;
     };
     const auto isTaken = [&](const sRenderQueueItemEntry& queued) {
         return anyPairNamed(*queued.item, name, [&](const auto& theirs) {
-            return isText(theirs) && anyPairNamed(item, name, [&](const auto& ours) {
-                       return isText(ours) && std::strcmp(ours.value, theirs.value) == 0;
-                   });
+            return anyPairNamed(item, name, [&](const auto& ours) { return isSame(ours, theirs); });
         });
     };
     const bool isFound = m_items.find(isTaken) != nullptr;
-    anyPairNamed(item, name, [&](const auto& ours) { return !isText(ours); });
-    if (isIntegerMet) {
+    if (isIntegerCompared) {
         maro_logError("Developer Error!!! %s  %d", kSourceName, __LINE__);
     }
     return isFound;
@@ -164,20 +176,21 @@ bool KavroPISSRenderQueue::isQueued(const KavroPISSRenderQueueItem& item, const 
 
 int KavroPISSRenderQueue::DeleteRenderQueueItem(int index) {
     const sRenderQueueItemEntry* doomed = find(index);
-    if (doomed == nullptr) {
-        return 0;
-    }
-    m_byIndex.clear();
-    m_items.removeIf([doomed](const sRenderQueueItemEntry& entry) { return &entry == doomed; });
-    return 1;
+    return doomed != nullptr ? removeEntry(*doomed) : 0;
 }
 
 int KavroPISSRenderQueue::DeleteRenderQueueItemAtIndex(int position) {
-    int place = 0;
+    const sRenderQueueItemEntry* doomed = m_items.head();
+    for (int place = 0; doomed != nullptr && place != position; ++place) {
+        doomed = doomed->next;
+    }
+    return doomed != nullptr ? removeEntry(*doomed) : 0;
+}
+
+int KavroPISSRenderQueue::removeEntry(const sRenderQueueItemEntry& doomed) {
     m_byIndex.clear();
-    return m_items.removeIf([&](const sRenderQueueItemEntry&) { return place++ == position; }) > 0
-               ? 1
-               : 0;
+    m_items.removeIf([&doomed](const sRenderQueueItemEntry& entry) { return &entry == &doomed; });
+    return 1;
 }
 
 int KavroPISSRenderQueue::DeleteAllRenderQueueItems() {

@@ -18,11 +18,12 @@
 //   }
 //
 // with any number of pairs and of modules (the two inner braces and what is between them). Readers
-// take lines in pieces of 1023 bytes, so no longer line is ever queued.
+// take lines in pieces of 1023 bytes, so no longer line is ever written.
 
-#include "store/owned_list.h"
-#include "store/owned_text.h"
-#include "store/unique_fd.h"
+#include "files/owned_list.h"
+#include "files/owned_text.h"
+#include "files/unique_fd.h"
+#include "store/kvp_line.h"
 
 #include <string>
 #include <vector>
@@ -46,14 +47,19 @@ constexpr int kRenderQueueInteger = 1;
 
 void destroyRenderQueuePair(sRenderQueueItemKVPEntry* pair);
 
-// The pairs of one item or of one module, in file order. Add and change refuse (0) what would not
-// be read back as one pair: a null text, a name or key that is empty or holds a blank, TAB or line
-// feed, a brace for a name, a line feed in the value, a line of more than 1022 characters with its
-// indent. Leading blanks of a value are lost when the queue is read again.
+// What a reader of an item, or of a module, passes over or keeps (see LineRule).
+bool isHarmlessInItem(const KvpFields& line);
+bool isHarmlessInModule(const KvpFields& line);
+
+// The pairs of one item or of one module, in file order. Add and change refuse (0) null texts only.
+// A pair whose line would break the file (a brace for a name, a line feed, a line of more than 1023
+// characters with its indent) is left out of it with one warning. Leading blanks of a value are
+// lost when the queue is read again.
 class RenderQueuePairs {
 public:
     // `indent` stands before each line and outlives the object.
-    explicit RenderQueuePairs(const char* indent) : m_indent(indent) {}
+    RenderQueuePairs(const char* indent, LineRule isHarmless)
+        : m_indent(indent), m_isHarmless(isHarmless) {}
 
     int add(const char* name, const char* key, const char* value);
     int add(const char* name, const char* key, int value);
@@ -70,14 +76,10 @@ public:
 
 private:
     sRenderQueueItemKVPEntry* find(int type, const char* name, const char* key) const;
-    bool fits(const char* name, const char* key, const char* value) const;
-    bool fits(const char* name, const char* key, int value) const;
-    // Whether the line, indent and line feed included, is one piece for a reader.
-    bool hasRoom(const char* name, const char* type, const char* key,
-                 std::size_t valueLength) const;
 
     OwnedList<sRenderQueueItemKVPEntry, destroyRenderQueuePair> m_pairs;
     const char* m_indent;
+    LineRule m_isHarmless;
 };
 
 } // namespace corvid
@@ -86,7 +88,7 @@ private:
 class KavroPISSRenderQueueItemOutputModule {
 public:
     // Appends a pair; an existing one with that name and key stays and is found first. 0 when out
-    // of memory or when the pair would not be read back (see corvid::RenderQueuePairs).
+    // of memory and for a null text (see corvid::RenderQueuePairs).
     int Add(const char* name, const char* key, const char* value) {
         return m_pairs.add(name, key, value);
     }
@@ -105,7 +107,7 @@ public:
     void formatTo(std::string& out) const;
 
 private:
-    corvid::RenderQueuePairs m_pairs{"\t\t\t"};
+    corvid::RenderQueuePairs m_pairs{"\t\t\t", corvid::isHarmlessInModule};
 };
 
 // One module's place in an item.
@@ -122,7 +124,7 @@ void destroyOutputModuleEntry(sRenderQueueItemOutputModuleEntry* entry);
 class KavroPISSRenderQueueItem {
 public:
     // Appends a pair; an existing one with that name and key stays and is found first. 0 when out
-    // of memory or when the pair would not be read back (see corvid::RenderQueuePairs).
+    // of memory and for a null text (see corvid::RenderQueuePairs).
     int Add(const char* name, const char* key, const char* value) {
         return m_pairs.add(name, key, value);
     }
@@ -135,7 +137,8 @@ public:
     int GetItem(int* value, const char* name, const char* key) const {
         return m_pairs.getItem(value, name, key);
     }
-    // Replaces that value; 0, with nothing changed, on a miss or when Add would refuse the pair.
+    // Replaces that value; 0, with nothing changed, on a miss, for a null text and when out of
+    // memory.
     int ChangeItem(const char* name, const char* key, const char* value) {
         return m_pairs.changeItem(name, key, value);
     }
@@ -168,7 +171,7 @@ public:
     void formatTo(std::string& out) const;
 
 private:
-    corvid::RenderQueuePairs m_pairs{"\t"};
+    corvid::RenderQueuePairs m_pairs{"\t", corvid::isHarmlessInItem};
     corvid::OwnedList<sRenderQueueItemOutputModuleEntry, corvid::destroyOutputModuleEntry>
         m_modules;
 };
@@ -196,10 +199,12 @@ public:
 
     // Drops the items in memory, reads "RQ.txt" (creates it when it is missing) and holds it open.
     // 0 with a warning when it cannot be created or read, or is broken: the items before the break
-    // are then in memory, and a Commit() would write only those.
+    // are then in memory, and a Commit() would write only those. Of a file that could not be read
+    // to its end or to a break, for want of rights or of memory, Commit() writes nothing.
     int StartTransaction();
     // Ends the hold and replaces the file by the items in memory. 0 with one error line when that
-    // fails: "RQ.txt" keeps its old text and the items stay in memory.
+    // fails, or the file could not be read: "RQ.txt" keeps its old text and the items stay in
+    // memory.
     int Commit();
     // Ends the hold without writing. Always 1.
     int CloseFileIfOpen();
@@ -216,8 +221,8 @@ public:
     // 0 for null and when out of memory: the queue is unchanged and the item still the caller's.
     int AddNewRenderQueueItem(KavroPISSRenderQueueItem* item);
     // The same, but refuses (0, as above) an item that has, under any pair with this name, the text
-    // value of a queued item's pair with this name. Integer pairs with this name are not compared;
-    // they give one error line. A null name is refused.
+    // value of a queued item's pair with this name. One error line when an integer pair had to be
+    // compared, which it cannot be. A null name is refused.
     int AddNewRenderQueueItem(KavroPISSRenderQueueItem* item, const char* key);
 
     // Each destroys the items it removes; the others keep their indices. 0 when there is no such
@@ -245,17 +250,23 @@ private:
 
     int AddToList(KavroPISSRenderQueueItem* item);
     sRenderQueueItemEntry* find(int index);
+    int removeEntry(const sRenderQueueItemEntry& doomed);
+    void fillIndex();
     bool isQueued(const KavroPISSRenderQueueItem& item, const char* name) const;
     bool isHeldFileEmpty() const;
     int createQueueFile(int whyUnreadable);
     void openForHold();
     int readItems();
+    int writeQueue();
+    int moveToHistory(int index);
+    int nameBackup(char* buffer, int size) const;
     bool writeShadow(const std::string& text) const;
     // `text` is room to work in.
     bool copyShadowOverQueue(std::string& text) const;
 
     corvid::OwnedText m_path;
     corvid::UniqueFd m_file; // the transaction's hold on "RQ.txt"
+    bool m_isUnread = false; // the items are not what the file holds, nor what a reader makes of it
     corvid::OwnedList<sRenderQueueItemEntry, corvid::destroyRenderQueueEntry> m_items;
     corvid::OwnedText m_shadowPath;
     corvid::OwnedText m_projectsPath; // with "/" at its end

@@ -1,8 +1,8 @@
 #include "store/Kavro_PISSRenderQueue.h"
 
+#include "files/text_file.h"
 #include "runtime/maro_log.h"
 #include "store/kvp_line.h"
-#include "store/text_file.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -65,26 +65,17 @@ void destroyRenderQueuePair(sRenderQueueItemKVPEntry* pair) {
     std::free(pair);
 }
 
-bool RenderQueuePairs::hasRoom(const char* name, const char* type, const char* key,
-                               std::size_t valueLength) const {
-    const std::size_t separators = 4; // two blanks, a TAB and the line feed
-    return std::strlen(m_indent) + std::strlen(name) + std::strlen(type) + std::strlen(key) +
-               valueLength + separators <=
-           kLinePiece;
+bool isHarmlessInItem(const KvpFields& line) {
+    return line.scope != nullptr && !isBrace(line.scope);
 }
 
-bool RenderQueuePairs::fits(const char* name, const char* key, const char* value) const {
-    return value != nullptr && fitsKvpLine(name, key, value) && !isBrace(name) &&
-           hasRoom(name, kStringType, key, std::strlen(value));
-}
-
-bool RenderQueuePairs::fits(const char* name, const char* key, int value) const {
-    return fitsKvpLine(name, key, value) && !isBrace(name) &&
-           hasRoom(name, kIntegerType, key, std::to_string(value).size());
+bool isHarmlessInModule(const KvpFields& line) {
+    return isHarmlessInItem(line) && line.type != nullptr &&
+           std::strcmp(line.type, kStringType) == 0;
 }
 
 int RenderQueuePairs::add(const char* name, const char* key, const char* value) {
-    if (!fits(name, key, value)) {
+    if (name == nullptr || key == nullptr || value == nullptr) {
         return 0;
     }
     const std::size_t valueSize = std::strlen(value) + 1;
@@ -99,7 +90,7 @@ int RenderQueuePairs::add(const char* name, const char* key, const char* value) 
 }
 
 int RenderQueuePairs::add(const char* name, const char* key, int value) {
-    if (!fits(name, key, value)) {
+    if (name == nullptr || key == nullptr) {
         return 0;
     }
     sRenderQueueItemKVPEntry* pair = newPair(kRenderQueueInteger, name, key, 0);
@@ -136,7 +127,7 @@ int RenderQueuePairs::getItem(int* value, const char* name, const char* key) con
 
 int RenderQueuePairs::changeItem(const char* name, const char* key, const char* value) {
     sRenderQueueItemKVPEntry* pair = find(kRenderQueueText, name, key);
-    if (pair == nullptr || !fits(name, key, value)) {
+    if (pair == nullptr || value == nullptr) {
         return 0;
     }
     char* copy = ::strdup(value);
@@ -150,7 +141,7 @@ int RenderQueuePairs::changeItem(const char* name, const char* key, const char* 
 
 int RenderQueuePairs::changeItem(const char* name, const char* key, int value) {
     sRenderQueueItemKVPEntry* pair = find(kRenderQueueInteger, name, key);
-    if (pair == nullptr || !fits(name, key, value)) {
+    if (pair == nullptr) {
         return 0;
     }
     pair->intValue = value;
@@ -160,9 +151,9 @@ int RenderQueuePairs::changeItem(const char* name, const char* key, int value) {
 void RenderQueuePairs::formatTo(std::string& out) const {
     for (const auto* pair = m_pairs.head(); pair != nullptr; pair = pair->next) {
         if (pair->type == kRenderQueueText) {
-            appendKvpLine(out, m_indent, pair->name, pair->key, pair->value);
+            appendKvpLine(out, m_indent, pair->name, pair->key, pair->value, m_isHarmless);
         } else {
-            appendKvpLine(out, m_indent, pair->name, pair->key, pair->intValue);
+            appendKvpLine(out, m_indent, pair->name, pair->key, pair->intValue, m_isHarmless);
         }
     }
 }
@@ -209,8 +200,9 @@ KavroPISSRenderQueueItem::getItemData(const sRenderQueueItemKVPEntry* entry, cha
     copyBounded(key, keySize, entry->key);
     if (entry->type == corvid::kRenderQueueText) {
         copyBounded(value, valueSize, entry->value);
-    } else {
-        copyBounded(value, valueSize, std::to_string(entry->intValue).c_str());
+    } else if (value != nullptr && valueSize > 0) {
+        static_cast<void>(
+            std::snprintf(value, static_cast<std::size_t>(valueSize), "%d", entry->intValue));
     }
     return entry->next;
 }

@@ -1,11 +1,14 @@
 #include "store/PISSFileUtilities.h"
 
+#include "files/directory_measure.h"
+#include "files/directory_scan.h"
+#include "files/shell_command.h"
 #include "runtime/fixed_paths.h"
 #include "runtime/maro_log.h"
-#include "store/directory_measure.h"
-#include "store/directory_scan.h"
-#include "store/shell_command.h"
+#include "runtime/out_of_memory.h"
+#include "store/cache_reading.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,17 +23,6 @@ namespace corvid {
 void destroyListEntry(sDirectoryOrFileListEntry* entry) {
     std::free(entry->name);
     std::free(entry);
-}
-
-std::string escapedForShell(const char* text) {
-    std::string escaped;
-    for (; *text != '\0'; ++text) {
-        if (std::strchr("\"\\$`", *text) != nullptr) {
-            escaped.append(1, '\\');
-        }
-        escaped.append(1, *text);
-    }
-    return escaped;
 }
 
 } // namespace corvid
@@ -98,6 +90,9 @@ int PISSGetDirectoryOrFileList(const char* path, int searchForType,
                                                                   : corvid::EntryKind::File;
     corvid::DirectoryScan scan(corvid::openDirectory(AT_FDCWD, path, corvid::LinkRule::Follow));
     if (!scan.isOpen()) {
+        if (errno == ENOMEM) {
+            maro_logError("GetDirectoryOrFileList: malloc failed\n");
+        }
         return 0;
     }
     for (corvid::DirectoryEntry found{}; scan.next(found);) {
@@ -121,18 +116,22 @@ int PISSCreateDirectoryPath(const char* path) {
     if (path == nullptr || isDirectory(path)) {
         return 1;
     }
-    // A relative name that begins with a dash would be read as an option.
-    const char* here = path[0] == '-' ? "./" : "";
-    const std::string command =
-        std::string("mkdir -p \"") + here + corvid::escapedForShell(path) + "\"";
-    corvid::runShellCommand(command, nullptr);
-    return 1;
+    return corvid::unlessOutOfMemory("CreateDirectoryPath", 1, [path] {
+        // A relative name that begins with a dash would be read as an option.
+        const char* here = path[0] == '-' ? "./" : "";
+        const std::string command =
+            std::string("mkdir -p \"") + here + corvid::escapedForShell(path) + "\"";
+        corvid::runShellCommand(command, nullptr);
+        return 1;
+    });
 }
 
 std::uint64_t PISSGetSizeOfDirectoryContents(const char* path) {
-    const corvid::DirectoryMeasure measure = corvid::measureDirectory(path);
-    corvid::logUnreadableFiles(measure);
-    return measure.bytes;
+    return corvid::unlessOutOfMemory("GetSizeOfDirectoryContents", std::uint64_t{0}, [path] {
+        const corvid::DirectoryMeasure measure = corvid::measureDirectory(path, nullptr);
+        corvid::logUnreadableFiles(measure);
+        return measure.bytes;
+    });
 }
 
 std::uint64_t PISSGetSizeOfFileContents(const char* file) {
@@ -146,7 +145,8 @@ std::uint64_t PISSGetSizeOfFileContents(const char* file) {
 }
 
 std::uint64_t PISSGetFileCount(const char* path) {
-    return corvid::measureDirectory(path).files;
+    return corvid::unlessOutOfMemory("GetFileCount", std::uint64_t{0},
+                                     [path] { return corvid::countFiles(path); });
 }
 
 int PISSDeleteFile(const char* path) {

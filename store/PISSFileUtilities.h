@@ -3,7 +3,7 @@
 // Free functions on path texts that every store rests on: listings, sizes and counts, directory
 // creation, the tokenizer of the text formats and the product's fixed paths. They keep no state.
 
-#include "store/owned_list.h"
+#include "files/owned_list.h"
 
 #include <cstdint>
 #include <string>
@@ -23,9 +23,6 @@ constexpr int kListDirectories = 1; // every directory but "." and ".."
 // Frees one entry with its name.
 void destroyListEntry(sDirectoryOrFileListEntry* entry);
 using NameList = OwnedList<sDirectoryOrFileListEntry, destroyListEntry>;
-
-// Text with `"`, `\`, `$` and backtick escaped for the inside of a shell's double quotes.
-std::string escapedForShell(const char* text);
 
 } // namespace corvid
 

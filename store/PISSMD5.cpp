@@ -1,6 +1,6 @@
 #include "store/PISSMD5.h"
 
-#include "store/unique_fd.h"
+#include "files/unique_fd.h"
 
 #include <algorithm>
 #include <array>

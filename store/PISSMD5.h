@@ -37,10 +37,24 @@ void _MD5FinalPrintableHash(char* out, MD5Context* context);
 int _generateMD5ForFile(const char* path, char* out);
 
 namespace corvid {
-// The printable hash of a text, which ends at its first NUL, as a text.
+
+// The printable hash of a text, which ends at its first NUL; a null text has none.
+class PrintableHash {
+public:
+    explicit PrintableHash(const char* text) : m_isGiven(text != nullptr) {
+        if (m_isGiven) {
+            _MD5GetPrintableHash(text, m_hash);
+        }
+    }
+    const char* text() const { return m_isGiven ? m_hash : nullptr; }
+
+private:
+    bool m_isGiven;
+    char m_hash[kPrintableHashSize];
+};
+
 inline std::string hashOf(const std::string& text) {
-    char hash[kPrintableHashSize];
-    _MD5GetPrintableHash(text.c_str(), hash);
-    return hash;
+    return PrintableHash(text.c_str()).text();
 }
+
 } // namespace corvid

@@ -1,9 +1,10 @@
 #include "store/hash_table.h"
 
+#include "files/text_file.h"
 #include "runtime/maro_log.h"
+#include "runtime/out_of_memory.h"
 #include "store/PISSFileUtilities.h"
 #include "store/kvp_line.h"
-#include "store/text_file.h"
 
 #include <algorithm>
 #include <cstring>
@@ -99,11 +100,10 @@ std::string_view cutHash(std::string_view hash) {
     return hash.substr(0, kTableHashLength);
 }
 
-bool fitsTableLine(std::string_view hash, std::string_view key) {
-    const auto isBlank = [](char character) { return character == ' ' || character == '\t'; };
-    return !hash.empty() && hash.find_first_of(" \t\n") == std::string_view::npos && !key.empty() &&
-           !isBlank(key.front()) && key.find('\n') == std::string_view::npos &&
-           hash.size() + 1 + key.size() <= kLinePiece;
+// Whether a reader that meets the line still reads the others: an empty line ends its reading.
+bool isHarmlessTableLine(std::string_view line) {
+    return line.size() <= kLinePiece && line.find('\n') == std::string_view::npos &&
+           line.find_first_not_of(kBlanks) != std::string_view::npos;
 }
 
 } // namespace
@@ -131,11 +131,30 @@ bool HashTable::add(std::string_view hash, std::string_view key) {
         return false;
     }
     const Entry& entry = m_entries.emplace_back(Entry{keep(cutHash(hash)), keep(key)});
-    if (!m_byHash.emplace(entry.hash, &entry).second) {
-        m_laterPairs.insert(entry);
+    try {
+        index(entry);
+    } catch (const std::bad_alloc&) { // an entry that nobody finds must not reach the file
+        m_entries.pop_back();
+        throw;
     }
-    m_byKey.emplace(entry.key, &entry);
     return true;
+}
+
+void HashTable::index(const Entry& entry) {
+    const auto [first, isFirst] = m_byHash.emplace(entry.hash, &entry);
+    try {
+        if (!isFirst) {
+            m_laterPairs.insert(entry);
+        }
+        m_byKey.emplace(entry.key, &entry);
+    } catch (const std::bad_alloc&) {
+        if (isFirst) {
+            m_byHash.erase(first);
+        } else {
+            m_laterPairs.erase(entry);
+        }
+        throw;
+    }
 }
 
 bool HashTable::contains(std::string_view hash, std::string_view key) const {
@@ -157,21 +176,16 @@ const char* HashTable::hashOf(std::string_view key) const {
 std::string HashTable::text() const {
     std::string text;
     for (const Entry& entry : m_entries) {
-        if (!fitsTableLine(entry.hash, entry.key)) {
-            continue;
-        }
         const std::size_t begin = text.size();
         text.append(entry.hash).append(1, ' ').append(entry.key);
-        if (text.size() - begin <
-            kLinePiece) { // a whole piece goes without its line feed, as it came
-            text.append(1, '\n');
+        if (!isHarmlessTableLine(std::string_view(text).substr(begin))) {
+            text.resize(begin);
+            warnOfLeftOutLine(entry.key.data());
+        } else if (text.size() - begin < kLinePiece) {
+            text.append(1, '\n'); // a whole piece goes without its line feed, as it came
         }
     }
     return text;
-}
-
-bool HashTable::fitsFile(std::string_view hash, std::string_view key) {
-    return fitsTableLine(cutHash(hash), key);
 }
 
 ReadResult HashTable::readFile(const char* path) {
@@ -180,14 +194,14 @@ ReadResult HashTable::readFile(const char* path) {
         char* rest = nullptr;
         const char* hash = KavroPISSstrtok_r(line, kBlanks, &rest);
         if (hash == nullptr) {
-            return false;
+            return AfterPiece::Stop;
         }
         if (const char* key = KavroPISSClipPrefixedWhiteSpace(rest, kBlanks)) {
             add(hash, key);
         } else {
             m_hashesWithoutKey.emplace_back(hash);
         }
-        return true;
+        return AfterPiece::GoOn;
     });
 }
 
@@ -212,7 +226,12 @@ void logHashesWithoutKey(const char* level, const HashTable& table) {
 int KeyTable::read(const char* path) {
     clear();
     m_read = ReadResult::Missing;
-    m_table = path != nullptr ? sharedHashTable(path, &m_read) : nullptr;
+    try {
+        m_table = path != nullptr ? sharedHashTable(path, &m_read) : nullptr;
+    } catch (const std::bad_alloc&) {
+        logOutOfMemory();
+        m_read = ReadResult::Unreadable;
+    }
     if (m_table == nullptr) {
         return 0;
     }
@@ -242,22 +261,25 @@ int KeyTable::add(const char* path, const char* hash, const char* key, bool writ
         }
         own().add(hashText, key);
     } catch (const std::bad_alloc&) {
-        maro_logError("Add%sHashTable: malloc failed\n", m_level);
-        return 0;
-    }
-    if (write && !HashTable::fitsFile(hashText, key)) {
-        maro_logError("Add%sHashTable: no line can carry the key for hash:[%s]", m_level, hashText);
+        logOutOfMemory();
         return 0;
     }
     return write ? this->write(path) : 1;
 }
 
+void KeyTable::logOutOfMemory() const {
+    maro_logError("Add%sHashTable: malloc failed\n", m_level);
+}
+
 int KeyTable::write(const char* path) const {
-    const std::string text = m_table != nullptr ? m_table->text() : std::string();
-    // A table that is there but could not be read must not be replaced by what little is known of
-    // it.
-    const bool isWritable = path != nullptr && m_read != ReadResult::Unreadable;
-    if (!isWritable || !replaceTextFile(path, text, LinkRule::Refuse).written) {
+    const bool isWritten = unlessOutOfMemory("WriteHashTable", false, [&] {
+        // A table that is there but could not be read must not be replaced by what little is known
+        // of it.
+        return path != nullptr && m_read != ReadResult::Unreadable &&
+               replaceTextFile(path, m_table != nullptr ? m_table->text() : std::string(),
+                               LinkRule::Refuse) == ReplaceOutcome::Replaced;
+    });
+    if (!isWritten) {
         maro_logError("Write%sHashTable: Could not open '%s' for writing\n", m_level,
                       path != nullptr ? path : "uninitialized");
         return 0;

@@ -7,8 +7,8 @@
 //
 // The key runs to the end of the line. An empty line ends the reading.
 
-#include "store/owned_text.h"
-#include "store/text_file.h"
+#include "files/owned_text.h"
+#include "files/text_file.h"
 
 #include <deque>
 #include <memory>
@@ -40,12 +40,10 @@ public:
     const char* hashOf(std::string_view key) const;
     std::size_t size() const { return m_entries.size(); }
 
-    // The file's text. A key that a line cannot carry (a line feed in it, a leading blank, too
-    // long) is left out: such an entry lives in memory only.
+    // The file's text. An entry whose line would do harm to others (a line feed in it, too long, no
+    // word at all) is left out with one warning: it lives in memory only. Blanks in front of a key
+    // are written and lost in reading, so that its directory is then found under the rest of it.
     std::string text() const;
-
-    // Whether a line of the file can carry an entry.
-    static bool fitsFile(std::string_view hash, std::string_view key);
 
     // Reads a file's lines into an empty table.
     ReadResult readFile(const char* path);
@@ -67,6 +65,7 @@ private:
         }
     };
     std::string_view keep(std::string_view text);
+    void index(const Entry& entry);
 
     // Entries are only ever added and go together, so one heap of memory serves them all.
     std::pmr::monotonic_buffer_resource m_memory;
@@ -91,8 +90,8 @@ public:
     explicit KeyTable(const char* level) : m_level(level) {}
 
     // Fills the table from the file; 0 leaving it empty, without a message, when that cannot be
-    // opened, else
-    // 1. A line without a key gives the message of add().
+    // opened (with the message of add() when there is no memory for it), else 1. A line without a
+    // key gives the message of add().
     int read(const char* path);
     // Adds a pair and, with `write`, rewrites the file (null: none, which fails). 1, also for a
     // pair that is there already; 0 with one error line for a null key, for lack of memory or for a
@@ -109,6 +108,7 @@ public:
 
 private:
     HashTable& own();
+    void logOutOfMemory() const;
 
     const char* m_level;
     ReadResult m_read = ReadResult::Missing;

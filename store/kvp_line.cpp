@@ -1,7 +1,8 @@
 #include "store/kvp_line.h"
 
+#include "files/text_file.h"
+#include "runtime/maro_log.h"
 #include "store/PISSFileUtilities.h"
-#include "store/text_file.h"
 
 #include <algorithm>
 #include <charconv>
@@ -17,19 +18,23 @@ bool isWord(const char* text) {
     return text != nullptr && *text != '\0' && std::strpbrk(text, " \t\n") == nullptr;
 }
 
-// The length of the line but for its value and line feed.
-std::size_t frameLength(const char* scope, const char* type, const char* key) {
-    return std::strlen(scope) + 1 + std::strlen(type) + 1 + std::strlen(key) + 1;
-}
-
 // A line that fills a reader's whole piece goes without its line feed, as it came: the feed would
 // be a piece of its own, an empty line, which ends the reading.
 void appendLine(std::string& out, const char* indent, const char* scope, const char* type,
-                const char* key, const char* value) {
+                const char* key, const char* value, LineRule isHarmless) {
     const std::size_t begin = out.size();
     out.append(indent).append(scope).append(1, ' ').append(type).append(1, '\t');
     out.append(key).append(1, ' ').append(value);
-    if (out.size() - begin < kLinePiece) {
+    const std::size_t length = out.size() - begin;
+    // A scope that is one word leads to these very parts; the blanks of any other shift them.
+    std::string asRead = isWord(scope) ? std::string() : out.substr(begin);
+    const bool isWritten = length <= kLinePiece && out.find('\n', begin) == std::string::npos &&
+                           isHarmless(asRead.empty() ? KvpFields{scope, type, key, value}
+                                                     : splitKvpLine(asRead.data()));
+    if (!isWritten) {
+        out.resize(begin);
+        warnOfLeftOutLine(key);
+    } else if (length < kLinePiece) {
         out.append(1, '\n');
     }
 }
@@ -63,13 +68,13 @@ int decimalValue(const char* text) {
 }
 
 void appendKvpLine(std::string& out, const char* indent, const char* scope, const char* key,
-                   const char* value) {
-    appendLine(out, indent, scope, kStringType, key, value != nullptr ? value : "");
+                   const char* value, LineRule isHarmless) {
+    appendLine(out, indent, scope, kStringType, key, value != nullptr ? value : "", isHarmless);
 }
 
 void appendKvpLine(std::string& out, const char* indent, const char* scope, const char* key,
-                   int value) {
-    appendLine(out, indent, scope, kIntegerType, key, IntegerText(value).text);
+                   int value, LineRule isHarmless) {
+    appendLine(out, indent, scope, kIntegerType, key, IntegerText(value).text, isHarmless);
 }
 
 bool fitsKvpLine(const char* scope, const char* key, const char* value) {
@@ -77,18 +82,21 @@ bool fitsKvpLine(const char* scope, const char* key, const char* value) {
         return false;
     }
     const char* text = value != nullptr ? value : "";
-    return std::strchr(text, '\n') == nullptr &&
-           frameLength(scope, kStringType, key) + std::strlen(text) <= kLinePiece;
+    constexpr std::size_t kSeparators = 3; // two blanks and a TAB
+    return std::strchr(text, '\n') == nullptr && std::strlen(scope) + std::strlen(kStringType) +
+                                                         std::strlen(key) + std::strlen(text) +
+                                                         kSeparators <=
+                                                     kLinePiece;
 }
 
-bool fitsKvpLine(const char* scope, const char* key, int value) {
-    return isWord(scope) && isWord(key) &&
-           frameLength(scope, kIntegerType, key) + std::strlen(IntegerText(value).text) <=
-               kLinePiece;
-}
-
-bool hasKvpValue(const char* value) {
-    return value != nullptr && value[std::strspn(value, kBlanks)] != '\0';
+void warnOfLeftOutLine(const char* key) {
+    constexpr int kMostOfKey = 256;
+    const auto length =
+        static_cast<int>(std::min<std::size_t>(std::strcspn(key, "\n"), kMostOfKey));
+    maro_logWarning(
+        "The line of key '%.*s' is left out of its file, because readers would lose other "
+        "lines by it\n",
+        length, key);
 }
 
 } // namespace corvid

@@ -4,6 +4,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-tools/install_dependencies.sh build bench
+tools/step.sh "install packages" build/install.log tools/install_dependencies.sh build bench
 tools/build.sh release bench
 exec build/release/benchmarks/bench "$@"

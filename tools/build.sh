@@ -10,5 +10,5 @@ if (($# > 0)); then
     targets=(--target "$@")
 fi
 
-cmake --preset "$preset"
-cmake --build --preset "$preset" "${targets[@]}"
+tools/step.sh "configure $preset" "build/$preset/configure.log" cmake --preset "$preset"
+tools/step.sh "build $preset" "build/$preset/build.log" cmake --build --preset "$preset" "${targets[@]}"

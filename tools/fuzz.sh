@@ -94,7 +94,7 @@ case $#:${1:-} in
 *) usage ;;
 esac
 
-tools/install_dependencies.sh build clang
+tools/step.sh "install packages" build/install.log tools/install_dependencies.sh build clang
 tools/build.sh fuzz fuzzers
 mkdir -p "$folder/log" "$folder/findings"
 

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-tools/install_dependencies.sh build display
+tools/step.sh "install packages" build/install.log tools/install_dependencies.sh build display
 tools/build.sh release runtime_tests store_tests
 
 # These limit the process to less memory or fewer descriptors than valgrind itself needs, or start what it cannot.

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 
 built=build/release
 images=docs/images
-tools/install_dependencies.sh build display
+tools/step.sh "install packages" build/install.log tools/install_dependencies.sh build display
 tools/build.sh release sample_cache take_pictures
 rm -rf build/demo
 CORVIDPRO_ROOT=$(tools/demo.sh "$built/tools/sample_cache")

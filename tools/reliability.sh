@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 
 runs=${1:-2000}
 seconds=${2:-120}
-tools/install_dependencies.sh build
+tools/step.sh "install packages" build/install.log tools/install_dependencies.sh build
 tools/build.sh release reliability_tests window_tests
 
 export CORVID_RELIABILITY_SECONDS=$seconds

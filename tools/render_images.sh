@@ -13,7 +13,7 @@ for size in 64 128; do
     rsvg-convert -w "$size" -h "$size" -o "cachemanager_$size.png" cachemanager.svg
 done
 
-for source in collapsed.svg expanded.svg scrollarrow_*.svg toolbar_*.svg; do
+for source in collapsed.svg expanded.svg scrollarrow_*.svg toolbar_*.svg alert_*.svg; do
     name=${source%.svg}
     rsvg-convert -o "$name.png" "$name.svg"
     rsvg-convert -z 2 -o "$name@2x.png" "$name.svg"

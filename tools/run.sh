@@ -20,16 +20,22 @@ choose_cache() {
     echo "The product is not installed here; opening the sample cache in $CORVIDPRO_ROOT" >&2
 }
 
-tools/install_dependencies.sh build
-if [[ -n ${DISPLAY:-}${WAYLAND_DISPLAY:-} || $(uname) == Darwin ]]; then
-    tools/build.sh release CacheManager sample_cache
-    choose_cache
+has_screen() {
+    [[ -n ${DISPLAY:-}${WAYLAND_DISPLAY:-} || $(uname) == Darwin ]]
+}
+
+groups=(build)
+targets=(CacheManager sample_cache)
+if ! has_screen; then
+    groups+=(display)
+    targets+=(print_tree window_picture)
+fi
+tools/step.sh "install packages" build/install.log tools/install_dependencies.sh "${groups[@]}"
+tools/build.sh release "${targets[@]}"
+choose_cache
+if has_screen; then
     exec "$program" "$@"
 fi
-
-tools/install_dependencies.sh display
-tools/build.sh release CacheManager sample_cache print_tree window_picture
-choose_cache
 "$built/tests/e2e/window_picture" "$picture" "$program" "$@"
 echo
 "$built/tools/print_tree"

@@ -2,7 +2,7 @@
 
 // Writes the cache roots of a sample cache and adds up what a reader has to find in them.
 
-#include "store/unique_fd.h"
+#include "files/unique_fd.h"
 #include "tools/sample_cache.h"
 #include "tools/sample_plan.h"
 

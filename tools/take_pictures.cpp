@@ -9,7 +9,6 @@
 #include <QApplication>
 #include <QDialog>
 #include <QPainter>
-#include <QStyleFactory>
 #include <QTemporaryDir>
 
 #include <cstdlib>
@@ -85,7 +84,6 @@ bool takeEmpty(const Photographer& photographer) {
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
     const QStringList words = QCoreApplication::arguments();
     if (words.size() != 3) {
         std::cerr << "usage: take_pictures FOLDER SUFFIX\n";

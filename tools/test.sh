@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# test.sh PRESET: builds the preset and runs all its tests. The last line reads "N passed, N failed"; the same
-# line is left in build/PRESET/tests.txt. Ends with the status of the test run.
+# test.sh PRESET: builds the preset and runs all its tests. Of the tests it prints those that failed and the summary;
+# all that was said is in build/PRESET/ctest.txt. The last line reads "N passed, N failed"; the same line is left in
+# build/PRESET/tests.txt. Ends with the status of the test run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -10,11 +11,12 @@ rm -f "$folder/tests.txt"
 
 groups=(build display)
 [[ $preset != asan-ubsan && $preset != tsan ]] || groups+=(clang)
-tools/install_dependencies.sh "${groups[@]}"
+tools/step.sh "install packages" build/install.log tools/install_dependencies.sh "${groups[@]}"
 tools/build.sh "$preset"
 
 status=0
-ctest --preset "$preset" 2>&1 | tee "$folder/ctest.txt" || status=$?
+tools/step.sh "run tests $preset" "$folder/ctest.txt" ctest --preset "$preset" || status=$?
+sed -n '/^[0-9]*% tests passed/,$p' "$folder/ctest.txt"
 
 # "98% tests passed, 2 tests failed out of 100"
 read -r failed all < <(sed -n 's/^[0-9]*% tests passed, \([0-9]*\) tests* failed out of \([0-9]*\)$/\1 \2/p' \

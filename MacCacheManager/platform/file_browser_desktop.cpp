@@ -4,9 +4,9 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
-#include <QDesktopServices>
+#include <QPointer>
+#include <QProcess>
 #include <QTimer>
-#include <QUrl>
 
 namespace corvid {
 
@@ -22,17 +22,40 @@ QByteArray folderOf(const QByteArray& path) {
     return slash > 0 ? path.left(slash) : QByteArrayLiteral("/");
 }
 
-void openFolderOf(const QByteArray& file) {
-    QDesktopServices::openUrl(QUrl(fileAddress(folderOf(file)), QUrl::StrictMode));
+// Some openers stay until the folder is closed again and must not end with this program, so the
+// process is given up only when it has ended.
+void openFolderOf(const QByteArray& file, const std::function<void()>& failed) {
+    auto* opener = new QProcess;
+    opener->setProcessChannelMode(QProcess::ForwardedChannels);
+    opener->setStandardInputFile(QProcess::nullDevice());
+    QObject::connect(opener, &QProcess::errorOccurred, opener,
+                     [opener, failed](QProcess::ProcessError error) {
+                         if (error == QProcess::FailedToStart) {
+                             failed();
+                             opener->deleteLater();
+                         }
+                     });
+    QObject::connect(opener, &QProcess::finished, opener, [opener, failed](int status) {
+        if (status != 0 || opener->exitStatus() != QProcess::NormalExit) {
+            failed();
+        }
+        opener->deleteLater();
+    });
+    opener->start(QStringLiteral("xdg-open"), {fileAddress(folderOf(file))});
 }
 
 } // namespace
 
-void selectFileInBrowser(const char* path) {
+void selectFileInBrowser(const char* path, const QObject* context, std::function<void()> failed) {
     const QByteArray file(path);
+    const auto tell = [context = QPointer<const QObject>(context), failed = std::move(failed)] {
+        if (context != nullptr) {
+            failed();
+        }
+    };
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        QTimer::singleShot(0, [file] { openFolderOf(file); }); // like the answer of a bus, later
+        QTimer::singleShot(0, [file, tell] { openFolderOf(file, tell); }); // like an answer, later
         return;
     }
     QDBusMessage request = QDBusMessage::createMethodCall(
@@ -41,9 +64,9 @@ void selectFileInBrowser(const char* path) {
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     request << QStringList{fileAddress(file)} << QString();
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(request));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, file] {
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, file, tell] {
         if (watcher->isError()) {
-            openFolderOf(file);
+            openFolderOf(file, tell);
         }
         watcher->deleteLater();
     });

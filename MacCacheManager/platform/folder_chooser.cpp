@@ -1,7 +1,10 @@
 #include "MacCacheManager/platform/folder_chooser.h"
 
+#include "MacCacheManager/CorvidPanel.h"
+
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QScreen>
 
 namespace corvid {
 
@@ -11,6 +14,9 @@ std::optional<QString> chooseFolder(QWidget* window, const QString& title, const
     chooser.setFileMode(QFileDialog::Directory);
     chooser.setOption(QFileDialog::ShowDirsOnly);
     chooser.setLabelText(QFileDialog::Accept, prompt);
+    chooser.adjustSize();
+    const QRect room = chooser.screen()->availableGeometry().marginsRemoved(kWidestFrame);
+    chooser.resize(chooser.size().boundedTo(room.size()));
     if (chooser.exec() != QDialog::Accepted || chooser.selectedFiles().isEmpty()) {
         return std::nullopt;
     }

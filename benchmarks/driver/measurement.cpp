@@ -1,6 +1,6 @@
 #include "benchmarks/driver/measurement.h"
 
-#include "store/unique_fd.h"
+#include "files/unique_fd.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #include "benchmarks/driver/figures.h"
 
-#include "store/unique_fd.h"
+#include "files/unique_fd.h"
 
 #include <cerrno>
 #include <cstdlib>

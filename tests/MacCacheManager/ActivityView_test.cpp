@@ -2,8 +2,13 @@
 
 #include "tests/support/user_defaults_folder.h"
 
+#include <QAccessible>
+#include <QCloseEvent>
 #include <QElapsedTimer>
+#include <QKeyEvent>
+#include <QLabel>
 #include <QLocale>
+#include <QMouseEvent>
 #include <QTest>
 #include <QVBoxLayout>
 
@@ -38,6 +43,9 @@ TEST_F(ActivityViewTest, TellsHowManyFilesWereRead) {
     EXPECT_TRUE(view.isAnimating());
     view.showFilesRead(1234567);
     EXPECT_EQ(view.line(), "Reading the cache: " + QLocale::system().toString(1234567) + " files");
+    QTest::qSleep(60);
+    view.showFilesRead(1);
+    EXPECT_EQ(view.line(), "Reading the cache: 1 file");
 }
 
 TEST_F(ActivityViewTest, IsEmptyAgainWhenItStops) {
@@ -82,6 +90,64 @@ TEST_F(ActivityViewTest, ItsSpinnerTurnsOnlyWhileItAnimates) {
     EXPECT_NE(view.grab().toImage(), first);
     view.stopAnimation();
     EXPECT_EQ(view.grab().toImage(), idle);
+}
+
+TEST_F(ActivityViewTest, SpeaksItsLine) {
+    auto* label = view.findChild<QLabel*>();
+    const QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(label);
+    EXPECT_EQ(spoken->text(QAccessible::Name), "Nothing is being done");
+    view.startAnimation();
+    view.showLine("Reading the cache: 5 files");
+    EXPECT_EQ(spoken->text(QAccessible::Name), "Reading the cache: 5 files");
+    view.stopAnimation();
+    EXPECT_EQ(spoken->text(QAccessible::Name), "Nothing is being done");
+}
+
+// Counts what a user does to it.
+class PressedWidget : public QWidget {
+public:
+    using QWidget::QWidget;
+    int presses = 0;
+    int closes = 0;
+
+protected:
+    void keyPressEvent(QKeyEvent* /*event*/) override { ++presses; }
+    void mousePressEvent(QMouseEvent* /*event*/) override { ++presses; }
+    void closeEvent(QCloseEvent* event) override {
+        ++closes;
+        event->ignore();
+    }
+};
+
+TEST_F(ActivityViewTest, DropsWhatIsPressedAndLetsAWindowClose) {
+    PressedWidget pressed;
+    pressed.resize(100, 100);
+    pressed.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&pressed));
+    // As the display's events arrive: waiting until somebody handles events.
+    const auto input = [&pressed](QEvent::Type key, QEvent::Type button) {
+        QCoreApplication::postEvent(&pressed, new QKeyEvent(key, Qt::Key_A, Qt::NoModifier));
+        QCoreApplication::postEvent(
+            &pressed, new QMouseEvent(button, QPointF(5, 5), pressed.mapToGlobal(QPointF(5, 5)),
+                                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier));
+    };
+    view.startAnimation();
+    QTest::qSleep(60);
+    input(QEvent::KeyPress, QEvent::MouseButtonPress);
+    QCoreApplication::postEvent(&pressed, new QCloseEvent);
+    view.showLine("busy");
+    EXPECT_EQ(pressed.presses, 0);
+    EXPECT_EQ(pressed.closes, 1);
+
+    view.stopAnimation();
+    input(QEvent::KeyPress, QEvent::MouseButtonPress);
+    view.dropWaitingInput();
+    EXPECT_EQ(pressed.presses, 0);
+
+    input(QEvent::KeyPress, QEvent::MouseButtonPress);
+    view.dropWaitingInput(); // nothing was shown since
+    QCoreApplication::processEvents();
+    EXPECT_EQ(pressed.presses, 2);
 }
 
 TEST_F(ActivityViewTest, ALongLineDoesNotWidenTheWindow) {

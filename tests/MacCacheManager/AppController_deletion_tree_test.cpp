@@ -199,7 +199,7 @@ TEST_F(DeletionTree, TellsWhatItIsDeletingWhileItDoes) {
 
     deleteSelected();
 
-    EXPECT_THAT(watch.lines(), Contains("Deleting “" + alpha() + "”: 1 files"));
+    EXPECT_THAT(watch.lines(), Contains("Deleting “" + alpha() + "”: 1 file"));
     EXPECT_FALSE(widget<ActivityView>("m_progressSpinner").isAnimating());
     EXPECT_EQ(widget<ActivityView>("m_progressSpinner").line(), QString());
 }
@@ -246,6 +246,87 @@ TEST_F(DeletionTree, LeavesNothingSelectedThatIsGone) {
     EXPECT_EQ(controller().getSelectedItem(), nullptr);
     EXPECT_EQ(label("m_labelSelectedProjects"), "0");
     EXPECT_EQ(label("m_labelTotalProjects"), "1");
+}
+
+// Five projects of one feature each, and the keyboard after a deletion.
+class DeletionKeyboard : public DeletionTree {
+protected:
+    DeletionKeyboard() {
+        for (const char* name : {"P0", "P1", "P2", "P3", "P4"}) {
+            addFeature(name, "Main", "PROXY");
+        }
+        open();
+        projects = rows();
+    }
+    std::vector<std::string> selected() {
+        std::vector<std::string> names;
+        for (int row = 0; row < model().rowCount(); ++row) {
+            if (view().isRowSelected(row)) {
+                names.push_back(model().index(row, 0).data().toString().toStdString());
+            }
+        }
+        return names;
+    }
+    // Deletes, and sees where the keyboard is and goes on to.
+    void expectAfterDeletion(const std::string& neighbour, Qt::Key key, const std::string& next) {
+        deleteSelected();
+        EXPECT_EQ(view().currentIndex().data().toString().toStdString(), neighbour);
+        EXPECT_THAT(selected(), IsEmpty());
+        QTest::keyClick(&view(), key);
+        EXPECT_THAT(selected(), ElementsAre(next));
+    }
+
+    std::vector<std::string> projects; // in the tree's order
+};
+
+TEST_F(DeletionKeyboard, GoesOnFromTheRowAfterWhatWent) {
+    clickRow({projects[1]});
+    expectAfterDeletion(projects[2], Qt::Key_Down, projects[3]);
+}
+
+TEST_F(DeletionKeyboard, GoesOnUpwardsToo) {
+    clickRow({projects[1]});
+    expectAfterDeletion(projects[2], Qt::Key_Up, projects[0]);
+}
+
+TEST_F(DeletionKeyboard, GoesOnFromTheRowBeforeWhenTheLastWent) {
+    clickRow({projects[4]});
+    expectAfterDeletion(projects[3], Qt::Key_Up, projects[2]);
+}
+
+TEST_F(DeletionKeyboard, GoesOnAfterSeveralThatWent) {
+    clickRow({projects[1]});
+    clickRow({projects[2]}, Qt::ShiftModifier);
+    expectAfterDeletion(projects[3], Qt::Key_Down, projects[4]);
+}
+
+TEST_F(DeletionKeyboard, GoesOnAfterTheOneOfSeveralThatWasSelectedLast) {
+    clickRow({projects[3]});
+    clickRow({projects[0]}, Qt::ControlModifier);
+    expectAfterDeletion(projects[1], Qt::Key_Down, projects[2]);
+}
+
+TEST_F(DeletionKeyboard, GoesOnAfterTheParentsThatWereEmptied) {
+    clickRow({projects[2], "Main", "PROXY"});
+    expectAfterDeletion(projects[3], Qt::Key_Down, projects[4]);
+}
+
+TEST_F(DeletionKeyboard, GoesOnBeforeTheParentsThatWereEmptiedAtTheEnd) {
+    clickRow({projects[4], "Main", "PROXY"});
+    expectAfterDeletion(projects[3], Qt::Key_Up, projects[2]);
+}
+
+TEST_F(DeletionKeyboard, StaysAtWhatTheDeletionLeft) {
+    clickRow({projects[2], "Main"});
+    expectAfterDeletion("Main", Qt::Key_Down, projects[3]);
+}
+
+TEST_F(DeletionKeyboard, IsNowhereWhenNothingIsLeft) {
+    view().selectAll();
+    deleteSelected();
+    EXPECT_FALSE(view().currentIndex().isValid());
+    QTest::keyClick(&view(), Qt::Key_Down);
+    EXPECT_THAT(selected(), IsEmpty());
 }
 
 TEST_F(DeletionTree, CanBeRepeatedUntilNothingIsLeft) {

@@ -20,6 +20,7 @@
 namespace {
 
 using corvid::test::ControllerTest;
+using corvid::test::titleOf;
 
 class MenuBar : public ControllerTest {
 protected:
@@ -35,14 +36,13 @@ protected:
         return all;
     }
     QMenu* windowsMenu() const { return controller->getWindow()->windowsMenu(); }
-    static QString plain(const QAction& action) { return action.text().remove('&'); }
     // The commands by their titles; not the list of windows.
     std::map<QString, QAction*> commands() const {
         std::map<QString, QAction*> all;
         for (const QMenu* menu : menus()) {
             for (QAction* action : menu->actions()) {
                 if (!action->isSeparator() && menu != windowsMenu()) {
-                    all[plain(*action)] = action;
+                    all[titleOf(*action)] = action;
                 }
             }
         }
@@ -54,7 +54,7 @@ TEST_F(MenuBar, EveryCommandOfTheContextMenusIsInIt) {
     const std::map<QString, QAction*> all = commands();
     for (const QAction* action : controller->contextMenuProjectsOnly()->actions()) {
         if (!action->isSeparator()) {
-            EXPECT_EQ(all.count(action->text()), 1U) << action->text().toStdString();
+            EXPECT_EQ(all.count(titleOf(*action)), 1U) << action->text().toStdString();
         }
     }
 }
@@ -72,7 +72,9 @@ TEST_F(MenuBar, EveryCommandHasAShortcutOfItsOwn) {
 }
 
 TEST_F(MenuBar, MnemonicsAreDifferentWithinAMenu) {
-    for (const QMenu* menu : menus()) {
+    QList<QMenu*> all = menus();
+    all << controller->contextMenu() << controller->contextMenuProjectsOnly();
+    for (const QMenu* menu : all) {
         std::map<QChar, QString> owners;
         for (const QAction* action : menu->actions()) {
             const auto at = action->text().indexOf('&');

@@ -18,6 +18,8 @@
 
 #include <gmock/gmock.h>
 
+#include <functional>
+
 namespace {
 
 using corvid::test::ControllerTest;
@@ -91,7 +93,7 @@ TEST_F(ControllerStart, TheTreeIsEmptyUntilLaunchHasFinished) {
     EXPECT_TRUE(controller->getWindow()->isVisible());
     EXPECT_FALSE(controller->dataSource()->shouldProvideData());
     EXPECT_EQ(rows(), QStringList());
-    EXPECT_EQ(outline().placeholderText(), "");
+    EXPECT_EQ(outline().placeholderText(), "Reading…");
     EXPECT_EQ(root.logText(), "");
     EXPECT_EQ(statistics(), (QStringList{"0", "0", "0", "0", "0", "0 bytes"}));
 }
@@ -171,9 +173,11 @@ TEST_F(NothingToShow, WithFoldersThatCannotBeRead) {
     corvid::test::writeFile(root.path("file1"), "x");
     corvid::test::writeFile(root.path("file2"), "x");
     registerRoot(root.path("file1"));
-    registerRoot(root.path("file2"));
     launch();
-    EXPECT_EQ(text(), "The registered cache folder(s) cannot be read: 2 folder(s).");
+    EXPECT_EQ(text(), "No registered cache can be read: 1 folder.");
+    registerRoot(root.path("file2"));
+    controller->refreshData();
+    EXPECT_EQ(text(), "No registered cache can be read: 2 folders.");
 }
 
 TEST_F(NothingToShow, WithFoldersThatHoldNothing) {
@@ -191,6 +195,85 @@ TEST_F(NothingToShow, IsNotSaidOnceThereIsSomething) {
     makeSample();
     controller->refreshData();
     EXPECT_EQ(text(), "");
+}
+
+// A reading that can be looked into: what is on the screen once it has begun.
+class LookedInto : public corvid::BuildIndicator {
+public:
+    explicit LookedInto(std::function<void()> look) : m_look(std::move(look)) {}
+    void startAnimation() override {
+        QCoreApplication::processEvents();
+        m_look();
+    }
+    void showFilesRead(std::uint64_t /*files*/) override {}
+    void stopAnimation() override {}
+
+private:
+    std::function<void()> m_look;
+};
+
+class WhileReading : public ControllerTest {
+protected:
+    // What the outline has on the screen, rather than what it would paint when asked to.
+    QImage listOnScreen() const {
+        CorvidPanel* window = controller->getWindow();
+        QWidget* list = outline().viewport();
+        const QImage picture = window->screen()->grabWindow(window->winId()).toImage();
+        return picture.copy(QRect(list->mapTo(window, QPoint(0, 0)), list->size()));
+    }
+    // Whether the list is in the scheme's fill but for a text in its middle.
+    static bool saysReading(const QImage& list) {
+        const QRgb fill = UISettings::instance()->getClrFillPrimary().rgb();
+        QRect text;
+        for (int y = 0; y < list.height(); ++y) {
+            for (int x = 0; x < list.width(); ++x) {
+                text |= list.pixel(x, y) != fill ? QRect(x, y, 1, 1) : QRect();
+            }
+        }
+        return !text.isEmpty() && text.width() < 150 && text.height() < 30 &&
+               (text.center() - list.rect().center()).manhattanLength() < 20;
+    }
+};
+
+TEST_F(WhileReading, TheFirstTimeTheListSaysSo) {
+    makeSample();
+    awake();
+    QImage seen;
+    LookedInto reading([this, &seen] { seen = listOnScreen(); });
+    controller->dataSource()->setProgressSpinner(&reading);
+    controller->applicationDidFinishLaunching();
+    EXPECT_TRUE(saysReading(seen));
+    EXPECT_EQ(outline().placeholderText(), "");
+}
+
+TEST_F(WhileReading, LaterTheOldRowsStayInSight) {
+    makeSample();
+    launch();
+    QCoreApplication::processEvents();
+    const QImage before = listOnScreen();
+    QImage seen;
+    LookedInto reading([this, &seen] { seen = listOnScreen(); });
+    controller->dataSource()->setProgressSpinner(&reading);
+    controller->refreshData();
+    EXPECT_EQ(seen, before);
+}
+
+TEST_F(WhileReading, AListThatIsResizedSaysSoAndHasItsRowsAfterwards) {
+    makeSample();
+    launch();
+    controller->getWindow()->resize(650, 420);
+    QCoreApplication::processEvents();
+    QImage seen;
+    LookedInto reading([this, &seen] {
+        controller->getWindow()->resize(700, 500);
+        QCoreApplication::processEvents();
+        seen = listOnScreen();
+    });
+    controller->dataSource()->setProgressSpinner(&reading);
+    controller->refreshData();
+    EXPECT_TRUE(saysReading(seen));
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(saysReading(listOnScreen()));
 }
 
 class WindowPlacing : public ControllerTest {
@@ -260,9 +343,28 @@ TEST_F(WindowPlacing, TenPixelsInsideTheLowerEdgeIsTooFewElevenAreNot) {
     EXPECT_TRUE(isAt(reopenedFrom(far.translated(0, -1)), far.translated(0, -1)));
 }
 
-TEST_F(WindowPlacing, TheUpperEdgeDoesNotCount) {
-    const QRect high(20, screen.top() - kHeight - 100, kWidth, kHeight);
-    EXPECT_TRUE(isAt(reopenedFrom(high), high));
+// The upper edge does not make it centred, but nobody could take hold of a title bar above it.
+TEST_F(WindowPlacing, FromAboveTheUpperEdgeItOnlyComesDown) {
+    const QRect window = reopenedFrom(QRect(20, screen.top() - kHeight - 100, kWidth, kHeight));
+    EXPECT_EQ(window.size(), QSize(kWidth, kHeight));
+    EXPECT_NEAR(window.left(), 20, 4);
+    EXPECT_GT(window.top(), screen.top() + 20);
+    EXPECT_LT(window.top(), screen.top() + 60);
+}
+
+TEST_F(WindowPlacing, ASizeOfALargerScreenIsCutToThisOne) {
+    const QRect window = reopenedFrom(QRect(100, 60, 2500, 1400));
+    EXPECT_TRUE(screen.contains(window)) << window.width() << "x" << window.height();
+    EXPECT_GT(window.width(), screen.width() - 40);
+    EXPECT_GT(window.height(), screen.height() - 80);
+    EXPECT_GT(window.top(), screen.top() + 20); // the title bar is above it
+}
+
+TEST_F(WindowPlacing, WhatIsCutInOneDirectionKeepsItsPlaceInTheOther) {
+    const QRect window = reopenedFrom(QRect(100, 60, kWidth - 100, 1400));
+    EXPECT_NEAR(window.left(), 100, 4);
+    EXPECT_EQ(window.width(), kWidth - 100);
+    EXPECT_LE(window.bottom(), screen.bottom());
 }
 
 TEST_F(WindowPlacing, ASizeIsKeptWhenTheWindowIsCentred) {

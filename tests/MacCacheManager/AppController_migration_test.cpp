@@ -3,7 +3,11 @@
 #include "tests/support/command_fixture.h"
 #include "tests/support/failing_calls.h"
 
+#include <QFileDialog>
+#include <QLineEdit>
+
 #include <cerrno>
+#include <ostream>
 #include <sys/stat.h>
 
 using namespace corvid::test;
@@ -336,17 +340,67 @@ TEST_F(Migration, LeavesTheFramesWhenTheNewRootCannotBeWritten) {
     EXPECT_EQ(readFile(settingsFile(alpha())), settingsOf(alpha(), unwritable));
 }
 
-// The chooser opens in the project's own directory, so this is one Return away.
-TEST_F(Migration, IntoTheProjectsOwnDirectoryLosesNoFrame) {
-    const std::string feature = addFeature(alpha(), "Main", "PROXY");
-    open();
-    const Snapshot frames = snapshot(feature);
+// Where a project's cache must not go, as a user may name it; the table of every root below says
+// whose directory it is.
+struct ForbiddenFolder {
+    const char* what;
+    const char* below;  // the folder below a project's directory; made when missing
+    bool isOther;       // another project's, in another root
+    const char* linked; // the name of a link to it, or null
+};
 
-    clickRow({alpha()});
-    migrateTo(folderOf(alpha()));
-
-    EXPECT_EQ(snapshot(feature), frames);
+void PrintTo(const ForbiddenFolder& folder, std::ostream* out) {
+    *out << folder.what;
 }
+
+class ForbiddenMigration : public Migration,
+                           public ::testing::WithParamInterface<ForbiddenFolder> {};
+
+TEST_P(ForbiddenMigration, IsRefusedAndWritesNothing) {
+    addFeature(alpha(), "Main", "PROXY");
+    addFeature(newRoot(), beta(), "Titles", "PROXY");
+    const std::string project =
+        GetParam().isOther ? projectIn(newRoot(), beta()) : folderOf(alpha());
+    std::string target = project + GetParam().below;
+    makeDirectory(target);
+    if (GetParam().linked != nullptr) {
+        const std::string link = root.path(GetParam().linked);
+        ASSERT_EQ(::symlink(target.c_str(), link.c_str()), 0);
+        target = link;
+    }
+    open();
+    clickRow({alpha()});
+    const Snapshot before = snapshot(root.path());
+    const FrameCacheEntry* rootNode = controller().dataSource()->getRootNode();
+
+    user.will([&](QDialog& chooser) {
+        dynamic_cast<QFileDialog&>(chooser).setDirectory(QString::fromStdString(target));
+        chooser.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))
+            ->setText(QString::fromStdString(target));
+        DialogUser::click(chooser, "Choose folder");
+    });
+    user.willClick("OK");
+    migrate();
+
+    ASSERT_EQ(user.seen().size(), 2U);
+    EXPECT_EQ(user.seen()[1].title, "The cache cannot be moved there.");
+    EXPECT_THAT(user.seen()[1].message,
+                ::testing::HasSubstr(GetParam().isOther ? "another project" : "the project's own"));
+    EXPECT_EQ(snapshot(root.path()), before);
+    EXPECT_EQ(controller().dataSource()->getRootNode(), rootNode);
+    EXPECT_THAT(rows(), UnorderedElementsAre("Alpha.aep", "Beta.aep"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Folders, ForbiddenMigration,
+    ::testing::Values(ForbiddenFolder{"OwnDirectory", "", false, nullptr},
+                      ForbiddenFolder{"BelowIt", "/new/place", false, nullptr},
+                      ForbiddenFolder{"LinkToIt", "", false, "link"},
+                      ForbiddenFolder{"LinkBelowIt", "/new", false, "link"},
+                      ForbiddenFolder{"OthersDirectory", "", true, nullptr},
+                      ForbiddenFolder{"BelowOthers", "/new/place", true, nullptr},
+                      ForbiddenFolder{"LinkBelowOthers", "/new/place", true, "link"}),
+    [](const auto& folder) { return std::string(folder.param.what); });
 
 TEST_F(Migration, ToAnotherSpellingOfTheOldRootLosesNoFrame) {
     const std::string linked = root.path("Volumes/Linked");

@@ -2,7 +2,7 @@
 
 #include "tests/support/settings_fixture.h"
 
-#include <climits>
+#include <limits>
 
 using namespace corvid::test;
 using ::testing::ElementsAre;
@@ -61,7 +61,7 @@ TEST_P(NoLimit, ShowsUnlimitedAndDisablesTheField) {
     EXPECT_EQ(sizeText(), "unlimited");
     EXPECT_FALSE(size().isEnabled());
     EXPECT_TRUE(unlimited().isChecked());
-    EXPECT_FALSE(stepper().isEnabled());
+    EXPECT_TRUE(stepper().isEnabled());
 }
 
 INSTANTIATE_TEST_SUITE_P(Settings, NoLimit, ::testing::Values("-1", "-2", "-2147483648"),
@@ -100,14 +100,20 @@ TEST_F(Settings, LeavesThePathAsItIsWhenTheSettingIsMissing) {
     EXPECT_EQ(path().text().toStdString(), cacheRoot() + "/");
 }
 
-TEST_F(Settings, LeavesTheStepperAloneWhenFilled) {
+TEST_F(Settings, LeavesTheStepperAloneWhenOpened) {
     setSetting("SizeOfFrameCacheInMB", "-1");
     open();
-    ASSERT_TRUE(stepper().isEnabled());
+    for (const bool isEnabled : {true, false}) {
+        for (const char* limit : {"-1", "300"}) {
+            setSetting("SizeOfFrameCacheInMB", limit);
+            stepper().setEnabled(isEnabled);
 
-    controller().initializeSettings();
+            controller().displaySettingsSheet();
 
-    EXPECT_TRUE(stepper().isEnabled());
+            EXPECT_EQ(stepper().isEnabled(), isEnabled) << limit;
+            cancel();
+        }
+    }
 }
 
 TEST_F(Settings, ShowsTheDefaultsWhenThereIsNoConfiguration) {
@@ -209,7 +215,11 @@ INSTANTIATE_TEST_SUITE_P(
                       TypedLimit{"0", "0", true}, TypedLimit{"1500.90", "1500.9", true},
                       TypedLimit{"letters", "0", true}, TypedLimit{"", "0", true},
                       TypedLimit{"-1", "-1", false}, TypedLimit{"-300", "-1", false},
-                      TypedLimit{"-0.5", "-1", false}));
+                      TypedLimit{"-0.5", "-1", false}, TypedLimit{"-0", "0", true},
+                      TypedLimit{"nan", "0", true}, TypedLimit{"inf", "0", true},
+                      TypedLimit{"1e400", "2147483647", true},
+                      TypedLimit{"3000000000", "2147483647", true},
+                      TypedLimit{"-1e400", "-1", false}));
 
 TEST_F(Settings, TheCreationBoxLeavesAnUnlimitedCacheUnlimited) {
     setSetting("SizeOfFrameCacheInMB", "-1");
@@ -273,6 +283,9 @@ TEST_F(Settings, TheStepperIsOutOfUseWithoutALimit) {
     EXPECT_EQ(sizeText(), "unlimited");
 }
 
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
+
 struct Step {
     const char* before;
     float value;
@@ -298,7 +311,13 @@ INSTANTIATE_TEST_SUITE_P(
                       // single precision: beyond 2^24 only even numbers are left
                       Step{"16777216", 1, "16777216"}, Step{"16777216", 2, "16777218"},
                       // and a decimal fraction shows no more digits than it has
-                      Step{"1500.9", 500, "2000.9"}));
+                      Step{"1500.9", 500, "2000.9"},
+                      // what a limit cannot be becomes the nearest that it can
+                      Step{"1e400", 500, "2147483647"}, Step{"1e39", -500, "2147483136"},
+                      Step{"2147483647", 500, "2147483647"}, Step{"-1e400", 500, "0"},
+                      Step{"-0", 0, "0"}, Step{"-0", -0.0F, "0"},
+                      Step{"7", kInfinity, "2147483647"}, Step{"7", -kInfinity, "0"},
+                      Step{"7", kNoNumber, "0"}));
 
 TEST_F(Settings, ChoosesTheFolderWithTheRealChooser) {
     const std::string chosen = root.path("Volumes/New place");

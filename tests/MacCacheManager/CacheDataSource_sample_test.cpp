@@ -3,9 +3,9 @@
 
 #include "MacCacheManager/CacheDataSource.h"
 
+#include "files/owned_text.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/KavroPISSFrameCacheRegistry.h"
-#include "store/owned_text.h"
 #include "tests/support/cache_tree.h"
 #include "tests/support/product_root.h"
 #include "tools/sample_cache.h"
@@ -33,11 +33,11 @@ std::unique_ptr<FrameCacheEntry> plainWalk(CacheDataSource& builder) {
     KavroPISSFrameCacheRegistry registry;
     registry.PrepareKeyValuePairList();
     std::set<std::string> visited;
-    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
+    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
         if (std::strcmp(entry->key, "PathToCache") != 0) {
             continue;
         }
-        std::string value = entry->value;
+        std::string value = entry->stringValue;
         CacheDataSource::stripTrailingSlashes(value.data());
         value = value.c_str();
         if (!visited.insert(value).second) {

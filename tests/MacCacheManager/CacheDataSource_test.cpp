@@ -1,5 +1,7 @@
 #include "MacCacheManager/CacheDataSource.h"
 
+#include "store/KavroPISSFrameCache.h"
+#include "store/KavroPISSFrameCacheRegistry.h"
 #include "tests/support/product_root.h"
 
 #include <gtest/gtest.h>
@@ -89,6 +91,30 @@ TEST_F(CacheDataSourceStart, TheSpinnerTurnsOnlyWhileATreeIsBuilt) {
     ASSERT_GE(spinner.calls.size(), 2U);
     EXPECT_EQ(spinner.calls.front(), 's');
     EXPECT_EQ(spinner.calls.back(), 'e');
+}
+
+class Stopper : public Recorder {
+public:
+    explicit Stopper(CacheDataSource& source) : m_source(source) {}
+    void startAnimation() override { m_source.stopReading(); }
+
+private:
+    CacheDataSource& m_source;
+};
+
+TEST_F(CacheDataSourceStart, AStoppedBuildShowsNothing) {
+    KavroPISSFrameCacheRegistry registry;
+    registry.Add("/Projects/A.aep", "PathToCache", root.path("cache").c_str());
+    ASSERT_EQ(registry.Commit(), 1);
+    const KavroPISSFrameCache made(root.path("cache").c_str(), "/Projects/A.aep", "Main", "PROXY");
+    Stopper stopper(source);
+    source.setShouldProvideData(true);
+    source.setProgressSpinner(&stopper);
+    source.reload();
+    EXPECT_EQ(source.getRootNode()->getNumberOfChildren(), 0);
+    source.setProgressSpinner(nullptr);
+    source.reload();
+    EXPECT_GT(source.getRootNode()->getNumberOfChildren(), 0);
 }
 
 using CacheDataSourceOutline = CacheDataSourceTest;

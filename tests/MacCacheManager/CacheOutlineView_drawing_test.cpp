@@ -3,7 +3,6 @@
 #include "tests/support/outline_fixture.h"
 #include "tests/support/view_pixels.h"
 
-#include <QCursor>
 #include <QPainter>
 #include <QPixmap>
 
@@ -18,7 +17,27 @@ class OutlineDrawing : public corvid::test::OutlineTest {
 protected:
     OutlineDrawing() {
         view.clearFocus();
-        QCursor::setPos(view.mapToGlobal(QPoint(0, 5000))); // nothing under the mouse
+        takeMouseAway();
+    }
+    ~OutlineDrawing() override { takeBrightness(-100); }
+
+    void takeMouseAway() {
+        QEvent leave(QEvent::Leave);
+        QApplication::sendEvent(view.viewport(), &leave);
+    }
+    void putMouseOver(int row) {
+        const QPoint place = rowRect(row).center();
+        const QPoint onScreen = view.viewport()->mapToGlobal(place);
+        QMouseEvent move(QEvent::MouseMove, place, onScreen, Qt::NoButton, Qt::NoButton,
+                         Qt::NoModifier);
+        QApplication::sendEvent(view.viewport(), &move);
+    }
+    void takeBrightness(int brightness) {
+        setBrightness(brightness);
+        UISettings::instance()->setupDefaults();
+        QPalette scheme = view.palette();
+        scheme.setColor(QPalette::Base, colors().getClrFillPrimary());
+        view.setPalette(scheme);
     }
     QImage picture() { return pixelsOf(*view.viewport()); }
     const UISettings& colors() const { return *UISettings::instance(); }
@@ -79,6 +98,34 @@ TEST_F(OutlineDrawing, DeselectingClearsTheRow) {
     view.selectRow(1, false);
     view.deselectRow(1);
     EXPECT_THAT(highlights(picture()), IsEmpty());
+}
+
+TEST_F(OutlineDrawing, TheRowUnderTheMouseIsMarkedAtEveryBrightness) {
+    for (int brightness = -100; brightness <= 200; brightness += 4) {
+        takeBrightness(brightness);
+        const QImage before = picture();
+        putMouseOver(1);
+        const QImage after = picture();
+        EXPECT_GE(visibleChange(before.copy(rowRect(1)), after.copy(rowRect(1))),
+                  2 * (rowRect(1).height() - 1))
+            << brightness;
+        EXPECT_EQ(visibleChange(before, after),
+                  visibleChange(before.copy(rowRect(1)), after.copy(rowRect(1))));
+        takeMouseAway();
+    }
+}
+
+TEST_F(OutlineDrawing, TheRowWithTheKeyboardIsFramedAtEveryBrightness) {
+    view.selectRow(1, false);
+    view.deselectAll();
+    for (int brightness = -100; brightness <= 200; brightness += 4) {
+        takeBrightness(brightness);
+        view.clearFocus();
+        const QImage before = picture();
+        view.setFocus();
+        view.activateWindow();
+        EXPECT_GE(visibleChange(before, picture()), 2 * view.viewport()->width()) << brightness;
+    }
 }
 
 TEST_F(OutlineDrawing, EveryExpandableRowAsksForItsTriangle) {

@@ -101,6 +101,24 @@ TEST_F(ManyRows, EverySecondRowIsSelectedInBearableTime) {
     EXPECT_EQ(model().rowCount(), kRows);
 }
 
+TEST_F(ManyRows, FiguresThatNeedMoreRoomAreFoundInBearableTime) {
+    controller->expandAll();
+    QFont large = outline().font();
+    large.setPixelSize(60);
+    timed("another font", [&] {
+        outline().setFont(large);
+        QCoreApplication::processEvents();
+    });
+    const QFontMetricsF metrics(large);
+    EXPECT_GT(outline().columnWidth(1), metrics.horizontalAdvance(QStringLiteral("768.00 KB")));
+    EXPECT_GT(outline().columnWidth(2), metrics.horizontalAdvance(QStringLiteral("1536")));
+    EXPECT_GT(outline().columnWidth(3), 150);
+    timed("collapsing one project", [this] {
+        outline().collapseItem(model().itemAtRow(0), false);
+        QCoreApplication::processEvents();
+    });
+}
+
 TEST_F(ManyRows, DeselectingTheDescendantsOfOneProject) {
     controller->expandAll();
     controller->selectAll();

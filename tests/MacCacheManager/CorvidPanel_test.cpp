@@ -9,6 +9,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <algorithm>
+
 namespace {
 
 using corvid::liesOffScreen;
@@ -107,5 +109,50 @@ INSTANTIATE_TEST_SUITE_P(Edges, OffScreen,
                                            Placed{100, 789, false}, // lower
                                            Placed{100, 5000, true}, Placed{100, -199, false},
                                            Placed{100, -5000, false})); // upper
+
+// The main window's first size, and others, on the screens that are the smallest in use, at the
+// usual scales, in logical pixels.
+class Fitting : public ::testing::TestWithParam<QSize> {
+protected:
+    // A panel at the top of the screen.
+    const QRect available{QPoint(0, 28), GetParam() - QSize(0, 28)};
+};
+
+TEST_P(Fitting, TheFirstWindowLeavesRoomForItsFrame) {
+    const QRect window = corvid::fittedWindow(QRect(0, 0, 860, 560), available);
+    EXPECT_LE(window.width() + 12, available.width());
+    EXPECT_LE(window.height() + 46, available.height());
+    EXPECT_EQ(window.top(), available.top() + 40);
+    EXPECT_GE(window.height(), std::min(560, available.height() - 60));
+    EXPECT_GE(window.width(), std::min(860, available.width() - 20));
+}
+
+TEST_P(Fitting, AWindowThatFitsIsLeftWhereItIs) {
+    const QRect inside = available.marginsRemoved(corvid::kWidestFrame);
+    for (const QRect& window : {inside, QRect(inside.topLeft(), QSize(300, 200)),
+                                QRect(available.right() - 11, available.bottom() - 11, 300, 200),
+                                QRect(available.left() - 289, 100, 300, 200)}) {
+        EXPECT_EQ(corvid::fittedWindow(window, available), window);
+    }
+}
+
+TEST_P(Fitting, ATitleBarAboveTheScreenComesDown) {
+    const QRect window(50, available.top() - 150, 300, 200);
+    const QRect fitted = corvid::fittedWindow(window, available);
+    EXPECT_EQ(fitted, QRect(50, available.top() + corvid::kWidestFrame.top(), 300, 200));
+}
+
+INSTANTIATE_TEST_SUITE_P(Screens, Fitting,
+                         ::testing::Values(QSize(1366, 768), QSize(1093, 614), QSize(911, 512),
+                                           QSize(683, 384), QSize(1280, 720), QSize(1024, 576),
+                                           QSize(853, 480), QSize(640, 360), QSize(3840, 2160)));
+
+TEST_F(CorvidPanelTest, CentredItLeavesRoomForItsFrame) {
+    const QRect available = panel.screen()->availableGeometry();
+    panel.setGeometry(corvid::fittedWindow(QRect(0, 0, 9000, 9000), available));
+    panel.center();
+    // Where it is put is where its frame begins.
+    EXPECT_TRUE(available.contains(QRect(panel.pos(), panel.size().grownBy(corvid::kWidestFrame))));
+}
 
 } // namespace

@@ -54,25 +54,6 @@ TEST_P(DarkHeaderCellPixels, HeaderTitleStandsInsideItsInsetInTheTextColor) {
     EXPECT_LE(nearest, 40);
 }
 
-TEST_P(DarkHeaderCellPixels, HoveredHeaderCellIsSubtlyLighter) {
-    const QRect frame(0, 0, 100, 24);
-    const QImage plain = pixelsOfCell(DarkHeaderCell(), frame);
-    const QImage hovered =
-        pixelsOfCell(DarkHeaderCell(QString(), DarkHeaderCell::Emphasis::Hovered), frame);
-    const int difference = greyAt(hovered, 50, 20) - greyAt(plain, 50, 20);
-    EXPECT_GE(difference, 4);
-    EXPECT_LE(difference, 40);
-}
-
-TEST_P(DarkHeaderCellPixels, FocusedHeaderCellHasARingInTheTextColor) {
-    const QRect frame(0, 0, 100, 24);
-    const QImage focused =
-        pixelsOfCell(DarkHeaderCell(QString(), DarkHeaderCell::Emphasis::Focused), frame);
-    for (const QPoint& point : {QPoint(2, 12), QPoint(50, 2), QPoint(97, 12), QPoint(50, 21)}) {
-        expectGrey(focused, point.x(), point.y(), m_colors.getClrTextTableHeader());
-    }
-}
-
 INSTANTIATE_TEST_SUITE_P(Brightness, DarkHeaderCellPixels, schemeBrightnesses());
 
 TEST(DarkHeaderCell, TitleFontIsOfSizeNine) {

@@ -7,8 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <random>
 
 namespace {
 
@@ -218,8 +222,66 @@ INSTANTIATE_TEST_SUITE_P(
                       SizeText{1024000, "0.98 MB"}, SizeText{kMega, "1.00 MB"},
                       SizeText{1000 * kMega - 1, "1000.00 MB"}, SizeText{1000 * kMega, "0.98 GB"},
                       SizeText{1048576000, "0.98 GB"}, SizeText{1024 * kMega, "1.00 GB"},
+                      SizeText{1152, "1.12 KB"}, SizeText{3200, "3.12 KB"},
+                      SizeText{3456, "3.38 KB"}, SizeText{1179648, "1.12 MB"},
                       SizeText{1024 * 1024 * kMega, "1024.00 GB"},
                       SizeText{std::numeric_limits<std::uint64_t>::max(), "17179869184.00 GB"}));
+
+// The text that the C library makes of the size.
+std::string printedSize(std::uint64_t bytes) {
+    const char* units[] = {"KB", "MB", "GB"};
+    auto size = static_cast<double>(bytes);
+    char text[64];
+    if (bytes < 512) {
+        std::snprintf(text, sizeof(text), "%.0f bytes", size);
+        return text;
+    }
+    std::size_t unit = 0;
+    size /= 1024;
+    while (size >= 1000 && unit < 2) {
+        size /= 1024;
+        ++unit;
+    }
+    std::snprintf(text, sizeof(text), "%.2f %s", size, units[unit]);
+    return text;
+}
+
+TEST(ReadableFileSizes, RoundAsTheCLibraryDoes) {
+    for (std::uint64_t bytes = 0; bytes <= 4 * kMega; bytes += 128) {
+        ASSERT_EQ(FrameCacheEntry::readableFileSize(bytes).toStdString(), printedSize(bytes));
+    }
+    std::mt19937_64 random(2026);
+    for (int i = 0; i < 200000; ++i) {
+        const std::uint64_t bytes = random() >> random() % 64; // of every magnitude
+        ASSERT_EQ(FrameCacheEntry::readableFileSize(bytes).toStdString(), printedSize(bytes));
+    }
+}
+
+// Takes the process into a locale with a decimal comma, made for it where none is installed.
+class CommaLocale : public corvid::test::ProductTest {
+protected:
+    CommaLocale() : m_path("LOCPATH", root.path().c_str()) {
+        const std::string command =
+            "localedef -i de_DE -f UTF-8 '" + root.path("de_DE.UTF-8") + "' >/dev/null 2>&1";
+        m_isSet =
+            std::system(command.c_str()) == 0 && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
+    }
+    ~CommaLocale() override { std::setlocale(LC_ALL, "C"); }
+
+    bool m_isSet = false;
+
+private:
+    EnvironmentGuard m_path;
+};
+
+TEST_F(CommaLocale, PutsNoCommaIntoASize) {
+    if (!m_isSet) {
+        GTEST_SKIP() << "no locale with a comma can be made here";
+    }
+    ASSERT_EQ(printedSize(3200), "3,12 KB");
+    EXPECT_EQ(FrameCacheEntry::readableFileSize(3200), "3.12 KB");
+    EXPECT_EQ(FrameCacheEntry::readableFileSize(kMega), "1.00 MB");
+}
 
 struct ShownName {
     const char* name;
@@ -246,5 +308,18 @@ INSTANTIATE_TEST_SUITE_P(
                       ShownName{"relative/Film", "Film"}, ShownName{"/", "/"}, ShownName{"//", "/"},
                       ShownName{"", ""}, ShownName{"PROXY*", "PROXY*"}, ShownName{"?ROXY", "?ROXY"},
                       ShownName{"Žižkov/Übersicht", "Übersicht"}));
+
+TEST(FrameCacheEntry, ShowsAFeatureThatIsAddedToTheTableByItsLabel) {
+    static constexpr corvid::Feature kFour[] = {
+        corvid::kKnownFeatures[0],
+        corvid::kKnownFeatures[1],
+        corvid::kKnownFeatures[2],
+        {"DEPTH", "OLD_DEPTH", "Depth Pass", "Depth Pass", "."},
+    };
+    EXPECT_EQ(FrameCacheEntry::displayNameOf("/cache/DEPTH/", kFour), "Depth Pass");
+    EXPECT_EQ(FrameCacheEntry::displayNameOf("OLD_DEPTH", kFour), "Depth Pass");
+    EXPECT_EQ(FrameCacheEntry::displayNameOf("PROXY", kFour), "Precomp Proxy");
+    EXPECT_EQ(FrameCacheEntry::displayNameOf("DEPTH"), "DEPTH");
+}
 
 } // namespace

@@ -7,9 +7,10 @@
 #include <QPixmap>
 
 TEST(ImageResources, EveryImageIsThereForEveryDensity) {
-    for (const char* name : {"collapsed", "expanded", "scrollarrow_up", "scrollarrow_dn",
-                             "scrollarrow_lt", "scrollarrow_rt", "toolbar_delete",
-                             "toolbar_refresh", "toolbar_finder", "toolbar_settings"}) {
+    for (const char* name :
+         {"collapsed", "expanded", "scrollarrow_up", "scrollarrow_dn", "scrollarrow_lt",
+          "scrollarrow_rt", "toolbar_delete", "toolbar_refresh", "toolbar_finder",
+          "toolbar_settings", "alert_information", "alert_warning"}) {
         const QIcon image = corvid::imageNamed(QLatin1String(name));
         const QSize size = corvid::imageSize(image);
         ASSERT_FALSE(size.isEmpty()) << name;

@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 namespace {
 
 using corvid::test::EnvironmentGuard;
@@ -47,7 +49,10 @@ struct Session {
     std::vector<std::string> log;
     bool selectsOldest;
     bool isDeveloper;
+    std::string errors; // what it said on standard error
 };
+
+using Messages = std::vector<std::string>;
 
 class StartSession : public corvid::test::ProductTest {
 protected:
@@ -61,8 +66,13 @@ protected:
         const EnvironmentGuard environment(kArgumentsVariable,
                                            arguments.empty() ? nullptr : joined.c_str());
         root.clearLog();
-        const QByteArray output = runDisabledTest("StartSessionChild.*");
-        return {root.logMessages(), output.contains("oldest "), output.contains("developer ")};
+        QByteArray errors;
+        const QByteArray output = runDisabledTest("StartSessionChild.*", &errors);
+        const qsizetype ours =
+            errors.indexOf("Cache Manager:"); // the toolkit may have spoken before
+        return {corvid::test::exists(root.logFile() + "/") ? Messages{} : root.logMessages(),
+                output.contains("oldest "), output.contains("developer "),
+                ours >= 0 ? errors.mid(ours).toStdString() : ""};
     }
 };
 
@@ -78,6 +88,16 @@ TEST_F(StartSession, TheSwitchesAloneWriteNoLog) {
     EXPECT_FALSE(corvid::test::exists(root.logFile()));
     EXPECT_TRUE(session.selectsOldest);
     EXPECT_TRUE(session.isDeveloper);
+}
+
+TEST_F(StartSession, SaysOnceOnStandardErrorThatTheLogAskedForCannotBeWritten) {
+    EXPECT_EQ(start({"1"}).errors, "");
+    corvid::test::removeTree(root.logFile());
+    corvid::test::makeDirectory(root.logFile());
+    EXPECT_EQ(start({"1"}).errors,
+              "Cache Manager: cannot write the log '" + root.logFile() + "': Is a directory\n");
+    EXPECT_EQ(start({"-lastModified"}).errors, "") << "no log was asked for";
+    EXPECT_EQ(::rmdir(root.logFile().c_str()), 0) << "something was written in its place";
 }
 
 TEST_F(StartSession, TheProgramsOwnNameIsNoArgument) {

@@ -30,7 +30,17 @@ INSTANTIATE_TEST_SUITE_P(
                       Read{".5", 0.5}, Read{"-5", -5}, Read{"+5", 5}, Read{"- 5", 0},
                       Read{"--5", 0}, Read{"-.5", -0.5}, Read{"1e3", 1000}, Read{"1e", 1},
                       Read{"1E-2", 0.01}, Read{"1,500", 1}, Read{"0x10", 0}, Read{"inf", 0},
-                      Read{"nan", 0}, Read{".", 0}, Read{"007", 7}, Read{"MB 5", 0}));
+                      Read{"nan", 0}, Read{".", 0}, Read{"007", 7}, Read{"MB 5", 0},
+                      // what a limit cannot be becomes the nearest that it can
+                      Read{"2147483647", 2147483647}, Read{"2147483648", 2147483647},
+                      Read{"1e400", 2147483647}, Read{"-1e400", -2147483648.0},
+                      Read{"-3000000000", -2147483648.0}, Read{"1e-400", 0}));
+
+TEST(SettingsEntry, ZeroHasNoSign) {
+    for (const char* text : {"-0", "-0.0", "-.0e5", "-1e-400"}) {
+        EXPECT_FALSE(std::signbit(corvid::numberInField(QString::fromLatin1(text)))) << text;
+    }
+}
 
 TEST(SettingsEntry, ReadsAFullStopAsTheDecimalPointInEveryLocale) {
     const QLocale before;

@@ -1,6 +1,6 @@
 #include "MacCacheManager/ToolbarView.h"
 
-#include "MacCacheManager/ToolbarButton.h"
+#include "MacCacheManager/views/ToolbarButton.h"
 #include "tests/support/view_pixels.h"
 
 namespace {

@@ -57,6 +57,37 @@ TEST_F(UISettingsDefaults, EveryoneSharesOneScheme) {
     EXPECT_EQ(UISettings::instance(), UISettings::instance());
 }
 
+TEST_F(UISettingsDefaults, AnotherSchemeFromTheDefaultsIsTheSharedOne) {
+    const UISettings& shared = *UISettings::instance();
+    setBrightness(100);
+    const UISettings first;
+    expectLevel(shared.getClrFillPrimary(), 216 * kStep);
+    setBrightness(-99);
+    UISettings second;
+    expectLevel(first.getClrFillPrimary(), 67 * kStep);
+    expectLevel(shared.getClrFillPrimary(), 67 * kStep);
+    setBrightness(0);
+    second.setupDefaults();
+    expectLevel(shared.getClrFillPrimary(), 166 * kStep);
+}
+
+TEST_F(UISettingsDefaults, AskingForTheSharedOneReadsNothingAgain) {
+    const UISettings settings;
+    setBrightness(100);
+    expectLevel(UISettings::instance()->getClrFillPrimary(), 0.28F);
+    expectLevel(settings.getClrFillPrimary(), 0.28F);
+}
+
+TEST_F(UISettingsDefaults, ASchemeOfAGivenBrightnessIsItsOwn) {
+    UISettings given(100);
+    const UISettings settings;
+    expectLevel(given.getClrFillPrimary(), 216 * kStep);
+    given.setupDefaults();
+    setBrightness(50);
+    given.setupDefaults();
+    expectLevel(settings.getClrFillPrimary(), 0.28F);
+}
+
 TEST(UISettings, LevelsOfMinusHundredAndLessAreTheDefaultGrey) {
     expectLevel(UISettings(-100).getClrFillPrimary(), 0.28F);
     expectLevel(UISettings(-101).getClrFillPrimary(), 0.28F);

@@ -10,6 +10,7 @@
 #include <QDBusVariant>
 #include <QVariant>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -20,11 +21,14 @@ namespace {
 // Numbers of the states in the published protocol.
 constexpr unsigned kChecked = 4;
 constexpr unsigned kEnabled = 8;
+constexpr unsigned kExpandable = 9;
 constexpr unsigned kExpanded = 10;
 constexpr unsigned kSelected = 23;
 constexpr unsigned kShowing = 25;
 
 constexpr QLatin1String kAccessible("org.a11y.atspi.Accessible");
+constexpr QLatin1String kAction("org.a11y.atspi.Action");
+constexpr QLatin1String kTable("org.a11y.atspi.Table");
 constexpr QLatin1String kComponent("org.a11y.atspi.Component");
 constexpr QLatin1String kRootPath("/org/a11y/atspi/accessible/root");
 constexpr int kCallPatience = 10000;
@@ -120,6 +124,8 @@ std::uint64_t statesOf(BusConnection& connection, const Reference& element) {
 
 Accessible read(BusConnection& connection, const Reference& element) {
     Accessible result;
+    result.service = element.service.toStdString();
+    result.path = element.path.toStdString();
     const QVariant name = connection.call(
         element.service, element.path, QStringLiteral("org.freedesktop.DBus.Properties"),
         QStringLiteral("Get"), {kAccessible, QStringLiteral("Name")});
@@ -134,6 +140,7 @@ Accessible read(BusConnection& connection, const Reference& element) {
     result.isShowing = has(kShowing);
     result.isSelected = has(kSelected);
     result.isChecked = has(kChecked);
+    result.isExpandable = has(kExpandable);
     result.isExpanded = has(kExpanded);
     result.isEnabled = has(kEnabled);
     for (const Reference& child : childrenOf(connection, element)) {
@@ -230,6 +237,60 @@ Accessible waitForAccessible(XSession& session, const std::string& name, const s
 void clickOn(XSession& session, const std::string& name, const std::string& role) {
     const Accessible target = waitForAccessible(session, name, role);
     session.clickOnScreen(target.place.center());
+}
+
+namespace {
+
+// A call to the program's side of an element.
+QVariant ask(XSession& session, const Accessible& element, const QString& interface,
+             const QString& method, const QVariantList& arguments = {}) {
+    BusConnection connection(session.busAddress());
+    return connection.call(QString::fromStdString(element.service),
+                           QString::fromStdString(element.path), interface, method, arguments);
+}
+
+} // namespace
+
+std::vector<std::string> actionsOf(XSession& session, const Accessible& element) {
+    std::vector<std::string> names;
+    const QVariant answer = ask(session, element, kAction, QStringLiteral("GetActions"));
+    if (!answer.canConvert<QDBusArgument>()) {
+        return names;
+    }
+    const auto list = answer.value<QDBusArgument>();
+    list.beginArray();
+    while (!list.atEnd()) {
+        QString name;
+        QString description;
+        QString keys;
+        list.beginStructure();
+        list >> name >> description >> keys;
+        list.endStructure();
+        names.push_back(name.toStdString());
+    }
+    list.endArray();
+    return names;
+}
+
+bool doAction(XSession& session, const Accessible& element, const std::string& action) {
+    const std::vector<std::string> names = actionsOf(session, element);
+    const auto found = std::find(names.begin(), names.end(), action);
+    return found != names.end() && ask(session, element, kAction, QStringLiteral("DoAction"),
+                                       {static_cast<int>(found - names.begin())})
+                                       .toBool();
+}
+
+std::vector<int> selectedRowsOf(XSession& session, const Accessible& table) {
+    const QVariant answer = ask(session, table, kTable, QStringLiteral("GetSelectedRows"));
+    QList<int> rows;
+    if (answer.canConvert<QDBusArgument>()) {
+        answer.value<QDBusArgument>() >> rows;
+    }
+    return {rows.begin(), rows.end()};
+}
+
+bool selectRowOf(XSession& session, const Accessible& table, int row) {
+    return ask(session, table, kTable, QStringLiteral("AddRowSelection"), {row}).toBool();
 }
 
 std::string toText(const Accessible& tree) {

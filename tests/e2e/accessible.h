@@ -23,8 +23,11 @@ struct Accessible {
     bool isShowing = false;
     bool isSelected = false;
     bool isChecked = false;
+    bool isExpandable = false;
     bool isExpanded = false;
     bool isEnabled = false;
+    std::string service; // where the program answers for it
+    std::string path;
     std::vector<Accessible> children;
 
     // All showing members of this tree with this name and, if given, role; in the order of the
@@ -43,6 +46,13 @@ Accessible waitForAccessible(XSession& session, const std::string& name,
                              const std::string& role = {});
 // Waits for it and clicks in its middle.
 void clickOn(XSession& session, const std::string& name, const std::string& role = {});
+// The names of what a screen reader can have done with an element, and the doing of one of them;
+// whether there was such an action.
+std::vector<std::string> actionsOf(XSession& session, const Accessible& element);
+bool doAction(XSession& session, const Accessible& element, const std::string& action);
+// The selected rows of a table, and the adding of one to them; whether it was added.
+std::vector<int> selectedRowsOf(XSession& session, const Accessible& table);
+bool selectRowOf(XSession& session, const Accessible& table, int row);
 // The tree as indented text, for messages.
 std::string toText(const Accessible& tree);
 

@@ -12,9 +12,7 @@ namespace corvid::test {
 
 namespace {
 
-using ::testing::HasSubstr;
-
-TEST(Busy, InputWaitsUntilTheWorkIsDone) {
+TEST(Busy, InputIsDroppedAndTheClosingIsNot) {
     XSession session;
     const QTemporaryDir folder;
     const QString endFile = folder.filePath(QStringLiteral("end"));
@@ -25,12 +23,19 @@ TEST(Busy, InputWaitsUntilTheWorkIsDone) {
     session.click(window.id, QPoint(10, 10));
     // The window answers its display while it is busy, by which the input has reached it.
     session.waitUntilIdle(window.id);
+    session.close(window.id);
+    EXPECT_TRUE(waitFor([&session] {
+        return session.output().find("asked to close\n") != std::string::npos;
+    })) << session.output();
     EXPECT_TRUE(QFile(endFile).open(QIODevice::WriteOnly));
 
     EXPECT_TRUE(waitFor([&session] {
-        return session.output().find("idle: 3") != std::string::npos;
+        return session.output().find("busy: 0\n") != std::string::npos;
     })) << session.output();
-    EXPECT_THAT(session.output(), HasSubstr("busy: 0\n"));
+    session.type(window.id, "c");
+    EXPECT_TRUE(waitFor([&session] {
+        return session.output().find("idle: 1\n") != std::string::npos;
+    })) << session.output();
 }
 
 } // namespace

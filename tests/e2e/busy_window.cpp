@@ -1,10 +1,11 @@
 // busy_window FILE: a window that is busy, as during a build or a deletion, until FILE exists. It
-// prints how many keys and clicks reached it while it was busy ("busy: 0"), and afterwards each new
-// number ("idle: 1", ...).
+// prints how many keys and clicks reached it while it was busy ("busy: 0"), afterwards each new
+// number ("idle: 1", ...), and when it is asked to close, which it does not.
 
 #include "MacCacheManager/ActivityView.h"
 
 #include <QApplication>
+#include <QCloseEvent>
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -34,6 +35,7 @@ public:
             QThread::msleep(5);
         }
         m_activity.stopAnimation();
+        m_activity.dropWaitingInput();
         m_isBusy = false;
         tell("busy");
     }
@@ -42,7 +44,16 @@ protected:
     void keyPressEvent(QKeyEvent* /*event*/) override { count(); }
     void mousePressEvent(QMouseEvent* /*event*/) override { count(); }
 
+    void closeEvent(QCloseEvent* event) override {
+        event->ignore();
+        say("asked to close\n");
+    }
+
 private:
+    static void say(const char* what) {
+        static_cast<void>(std::fputs(what, stdout));
+        static_cast<void>(std::fflush(stdout));
+    }
     void count() {
         ++m_inputs;
         if (!m_isBusy) {

@@ -57,6 +57,67 @@ TEST_F(OutlineInTheProgram, IsWalkedWithTheKeyboardAlone) {
     EXPECT_THAT(selected(), ElementsAre(second));
 }
 
+TEST_F(OutlineInTheProgram, BeginsAtTheLastRowWithEnd) {
+    const SampleCache cache = makeCache(smallCache(3));
+    open();
+    press("End");
+    EXPECT_THAT(selected(), ElementsAre(shownName(cache.projects[2])));
+}
+
+TEST_F(OutlineInTheProgram, SelectsNothingByAPressOnATriangle) {
+    const SampleCache cache = makeCache(smallCache(3));
+    open();
+    const Accessible row = waitForAccessible(session, shownName(cache.projects[0]), "tree item");
+    const QPoint triangle = row.place.topLeft() + QPoint(12, row.place.height() / 2);
+
+    session.display().drag(triangle, triangle + QPoint(60, 2 * row.place.height()));
+    session.waitUntilIdle(window.id);
+    EXPECT_THAT(selected(), ElementsAre());
+    EXPECT_EQ(rows().size(), 3U);
+    session.clickOnScreen(triangle);
+    session.waitUntilIdle(window.id);
+
+    EXPECT_THAT(selected(), ElementsAre());
+    EXPECT_EQ(rows().size(), 4U);
+}
+
+TEST_F(OutlineInTheProgram, OpensAndSelectsRowsForAScreenReader) {
+    const SampleCache cache = makeCache(smallCache(2));
+    open();
+    const std::string project = shownName(cache.projects[0]);
+    const Accessible closed = waitForAccessible(session, project, "tree item");
+    EXPECT_TRUE(closed.isExpandable);
+    EXPECT_FALSE(closed.isExpanded);
+
+    ASSERT_TRUE(doAction(session, closed, "Toggle"));
+    EXPECT_THAT(rowsBecoming({project, "Comp 1", shownName(cache.projects[1])}),
+                ElementsAre(project, "Comp 1", shownName(cache.projects[1])));
+    EXPECT_TRUE(waitForAccessible(session, project, "tree item").isExpanded);
+    EXPECT_THAT(selected(), ElementsAre());
+
+    const Accessible program = readAccessibleTree(session);
+    const Accessible& tree = *program.allWithRole("tree").at(0);
+    EXPECT_TRUE(selectRowOf(session, tree, 1));
+    EXPECT_TRUE(selectRowOf(session, tree, 2));
+    EXPECT_TRUE(shows("Selected rows: 2"));
+    EXPECT_THAT(selectedRowsOf(session, tree), ElementsAre(1, 2));
+    EXPECT_TRUE(doAction(session, waitForAccessible(session, "Comp 1", "tree item"), "Press"));
+    EXPECT_TRUE(shows("Selected rows: 1"));
+    EXPECT_THAT(selected(), ElementsAre("Comp 1"));
+}
+
+TEST_F(OutlineInTheProgram, OpensItsMenuWithTheKeyboard) {
+    const SampleCache cache = makeCache(smallCache(2));
+    open();
+    const char* keys[] = {"Shift+F10", "Menu"};
+    for (std::size_t i = 0; i < 2; ++i) {
+        clickRow(shownName(cache.projects[i])); // another each time: not a double-click
+        session.chooseFromMenu([&] { session.pressKey(window.id, keys[i]); }, 4); // all
+        session.waitUntilIdle(window.id);
+        EXPECT_EQ(selected().size(), 2U) << keys[i];
+    }
+}
+
 TEST_F(OutlineInTheProgram, SelectsEverythingAndNothingWithTheKeyboard) {
     const SampleCache cache = makeCache(smallCache(3));
     open();
@@ -125,6 +186,18 @@ TEST_F(OutlineInTheProgram, TellsTheProjectsPathFromTheContextMenu) {
 
     EXPECT_TRUE(shows("The project path for the selected item is:"));
     EXPECT_TRUE(shows(cache.projects[0].node.name));
+    answer("OK");
+}
+
+TEST_F(OutlineInTheProgram, SaysThatNoFileBrowserIsThere) {
+    const SampleCache cache = makeCache(smallCache(1));
+    session.environment().insert(QStringLiteral("PATH"), QStringLiteral("/nonexistent"));
+    open();
+    clickRow(shownName(cache.projects[0]));
+
+    press("Ctrl+Shift+R");
+
+    EXPECT_TRUE(shows("The item cannot be shown in a file browser."));
     answer("OK");
 }
 

@@ -1,5 +1,7 @@
 #include "tests/e2e/program_test.h"
 
+#include <QElapsedTimer>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -7,7 +9,8 @@
 
 namespace corvid::test {
 
-ProgramTest::ProgramTest() : m_root(m_folder.filePath(QStringLiteral("root")).toStdString()) {
+ProgramTest::ProgramTest(QSize screen)
+    : session(screen), m_root(m_folder.filePath(QStringLiteral("root")).toStdString()) {
     const std::string home = m_folder.filePath(QStringLiteral("home")).toStdString();
     std::filesystem::create_directories(home);
     std::filesystem::create_directories(m_root + "/private/tmp");
@@ -29,10 +32,29 @@ SampleCache ProgramTest::makeCache(SampleOptions options) {
     return makeSampleCache(options);
 }
 
+namespace {
+
+constexpr qint64 kStillness = 200; // milliseconds, in which a spinner turns a few times
+
+}
+
 XWindow ProgramTest::startProgram(const std::vector<std::string>& arguments) {
     session.start(CORVID_PROGRAM, arguments);
     XWindow window = session.waitForWindow("Cache Manager");
-    session.waitUntilIdle(window.id);
+    // While the cache is being read, what is pressed is dropped and a spinner turns.
+    QImage last;
+    QElapsedTimer sinceChange;
+    const auto isStill = [&] {
+        QImage now = session.settledPicture(window.id);
+        if (now != last) {
+            sinceChange.start();
+        }
+        last = std::move(now);
+        return sinceChange.hasExpired(kStillness);
+    };
+    if (!waitFor(isStill)) {
+        throw std::runtime_error("the cache is still being read");
+    }
     return window;
 }
 

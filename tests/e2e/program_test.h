@@ -18,7 +18,7 @@ namespace corvid::test {
 class ProgramTest : public ::testing::Test {
 protected:
     // The program gets a home, a locale and a root of its own.
-    ProgramTest();
+    explicit ProgramTest(QSize screen = QSize(1400, 1000));
 
     // Makes a cache below the root; its `root` and, for the shape demo, nothing else is filled in
     // here.

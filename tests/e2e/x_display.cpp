@@ -195,6 +195,18 @@ void XDisplay::clickWith(MouseButton button, const std::string& modifier) {
     }
 }
 
+void XDisplay::drag(QPoint from, QPoint to) {
+    constexpr int kSteps = 10;
+    const auto button = static_cast<unsigned int>(MouseButton::Left);
+    moveMouse(from);
+    XTestFakeButtonEvent(m_connection->display, button, 1, CurrentTime);
+    for (int step = 1; step <= kSteps; ++step) {
+        moveMouse(from + (to - from) * step / kSteps);
+    }
+    XTestFakeButtonEvent(m_connection->display, button, 0, CurrentTime);
+    XSync(m_connection->display, 0);
+}
+
 void XDisplay::setKey(unsigned long symbol, bool down) {
     const KeyCode code = XKeysymToKeycode(m_connection->display, symbol);
     if (code == 0) {
@@ -235,6 +247,12 @@ void XDisplay::type(const std::string& text) {
 void XDisplay::focus(WindowId window) {
     XRaiseWindow(m_connection->display, window);
     XSetInputFocus(m_connection->display, window, RevertToPointerRoot, CurrentTime);
+    XSync(m_connection->display, 0);
+}
+
+void XDisplay::resize(WindowId window, QSize size) {
+    XResizeWindow(m_connection->display, window, static_cast<unsigned int>(size.width()),
+                  static_cast<unsigned int>(size.height()));
     XSync(m_connection->display, 0);
 }
 

@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QPoint>
 #include <QRect>
+#include <QSize>
 
 #include <memory>
 #include <string>
@@ -41,6 +42,8 @@ public:
     void moveMouse(QPoint place); // on the screen
     // Clicks where the mouse is, with a modifier such as "Ctrl" held down, if one is given.
     void clickWith(MouseButton button, const std::string& modifier);
+    // Moves the mouse from one place to the other with the left button held down.
+    void drag(QPoint from, QPoint to);
     // Presses and releases a key with its modifiers, named as "Ctrl+Shift+Q", "Return", "Down",
     // "F5", "a".
     void pressKey(const std::string& name);
@@ -48,6 +51,8 @@ public:
     void type(const std::string& text);
     // Gives the keyboard to a window, as a window manager would.
     void focus(WindowId window);
+    // Makes a window as large as this, as a user who drags its corner.
+    void resize(WindowId window, QSize size);
     // Asks a window to close, as its title bar's button does.
     void close(WindowId window);
 

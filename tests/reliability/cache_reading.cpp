@@ -1,9 +1,9 @@
 #include "tests/reliability/cache_reading.h"
 
+#include "files/owned_text.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/KavroPISSFrameCacheRegistry.h"
 #include "store/PISSFileUtilities.h"
-#include "store/owned_text.h"
 
 #include <algorithm>
 #include <filesystem>

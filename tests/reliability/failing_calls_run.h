@@ -32,6 +32,7 @@ private:
     int failEachCall(const Kind& kind);
     // Whether there was a failure.
     bool runOnce(const Kind& kind, int nth);
+    Answer runUnthrown();
     void runAgain(const Kind& kind, Answer answer, bool isRewritten);
     void expectRight(const Kind& kind, Answer answer) const;
     void expectDone() const;

@@ -1,7 +1,7 @@
 #include "tests/reliability/hostile_cache.h"
 
-#include "store/directory_scan.h"
-#include "store/unique_fd.h"
+#include "files/directory_scan.h"
+#include "files/unique_fd.h"
 #include "tests/reliability/runs.h"
 #include "tests/support/frame_cache_levels.h"
 #include "tests/support/product_root.h"

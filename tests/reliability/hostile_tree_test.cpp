@@ -1,7 +1,7 @@
 // The tree of hostile caches, at rest and while another process changes them.
 
 #include "MacCacheManager/CacheDataSource.h"
-#include "store/cache_walk.h"
+#include "store/cache_reading.h"
 #include "tests/reliability/hostile_walk.h"
 #include "tests/reliability/hostile_world.h"
 #include "tests/reliability/product_world.h"

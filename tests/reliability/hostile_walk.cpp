@@ -1,6 +1,6 @@
 #include "tests/reliability/hostile_walk.h"
 
-#include "store/unique_fd.h"
+#include "files/unique_fd.h"
 
 #include <algorithm>
 #include <functional>
@@ -105,10 +105,12 @@ bool holdsProtectedFile(int directory, const std::vector<PlainEntry>& entries) {
     });
 }
 
-UniqueFd openChain(const std::string& root, const std::vector<std::string>& names) {
-    UniqueFd directory = openPlain(AT_FDCWD, root);
+// A directory on the way to others, which need not be readable; not to be listed.
+UniqueFd openWayTo(const std::string& root, const std::vector<std::string>& names) {
+    constexpr int kWay = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    UniqueFd directory(::open(root.c_str(), kWay));
     for (const std::string& name : names) {
-        directory = directory.isOpen() ? openPlain(directory.get(), name) : UniqueFd();
+        directory.reset(directory.isOpen() ? ::openat(directory.get(), name.c_str(), kWay) : -1);
     }
     return directory;
 }
@@ -201,7 +203,7 @@ PlainMeasure plainMeasure(const std::string& path) {
 }
 
 bool canBeRemoved(const std::string& root, const std::vector<std::string>& names) {
-    const UniqueFd parent = openChain(root, {names.begin(), names.end() - 1});
+    const UniqueFd parent = openWayTo(root, {names.begin(), names.end() - 1});
     const std::string& name = names.back();
     if (!parent.isOpen() || !mayWriteIn(parent.get())) {
         return false;
@@ -219,7 +221,8 @@ bool canBeRemoved(const std::string& root, const std::vector<std::string>& names
 }
 
 bool canFilesBeRemoved(const std::string& root, const std::vector<std::string>& names) {
-    const UniqueFd directory = openChain(root, names);
+    const UniqueFd parent = openWayTo(root, {names.begin(), names.end() - 1});
+    const UniqueFd directory = parent.isOpen() ? openPlain(parent.get(), names.back()) : UniqueFd();
     if (!directory.isOpen()) {
         return false;
     }

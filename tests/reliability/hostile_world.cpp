@@ -1,7 +1,7 @@
 #include "tests/reliability/hostile_world.h"
 
-#include "store/directory_scan.h"
-#include "store/unique_fd.h"
+#include "files/directory_scan.h"
+#include "files/unique_fd.h"
 #include "tools/sample_plan.h"
 
 #include <csignal>

@@ -1,8 +1,8 @@
 #include "tests/reliability/kill_run.h"
 
+#include "files/owned_text.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/KavroPISSFrameCacheRegistry.h"
-#include "store/owned_text.h"
 #include "tests/reliability/migration.h"
 #include "tests/support/failing_calls.h"
 

@@ -4,6 +4,7 @@
 // project folder and a render queue, with things in between that nobody may touch.
 
 #include "store/PISSMD5.h"
+#include "tests/support/failing_calls.h"
 #include "tests/support/product_root.h"
 
 #include <map>
@@ -45,11 +46,17 @@ public:
     const std::string mainComp = "Main";
     const std::string extraComp = "Extra comp";
 
-    std::string firstRoot() const { return root.path("first/"); }
-    std::string secondRoot() const { return root.path("second/"); }
-    std::string shots() const { return root.path("Shots/"); }
-    std::string queueFile(const std::string& name) const {
-        return root.productFile("RenderQueue/" + name);
+    // The texts are made undisturbed, so that operations may ask for them while calls fail.
+    std::string firstRoot() const { return path("first/"); }
+    std::string secondRoot() const { return path("second/"); }
+    std::string shots() const { return path("Shots/"); }
+    std::string path(const char* below) const {
+        const Undisturbed text;
+        return root.path(below);
+    }
+    std::string queueFile(const char* name) const {
+        const Undisturbed text;
+        return root.productFile(std::string("RenderQueue/") + name);
     }
     // A path below the root of the world as Disk has it.
     std::string relative(const std::string& path) const {

@@ -6,14 +6,19 @@
 #include "tests/reliability/product_world.h"
 
 #include <memory>
+#include <new>
 #include <string>
 
 namespace corvid::test {
 
 // Queues the job that jobWith() gives the text of. False when there is no memory for it.
 inline bool addJob(KavroPISSRenderQueue& queue, const char* id) {
-    auto item = std::make_unique<KavroPISSRenderQueueItem>();
-    auto module = std::make_unique<KavroPISSRenderQueueItemOutputModule>();
+    std::unique_ptr<KavroPISSRenderQueueItem> item(new (std::nothrow) KavroPISSRenderQueueItem);
+    std::unique_ptr<KavroPISSRenderQueueItemOutputModule> module(
+        new (std::nothrow) KavroPISSRenderQueueItemOutputModule);
+    if (item == nullptr || module == nullptr) {
+        return false;
+    }
     if (item->Add("job", "id", id) == 0 || item->Add("job", "frames", 250) == 0 ||
         module->Add("module", "template", "Lossless") == 0 ||
         item->AddNewOutputModule(module.get()) == 0) {

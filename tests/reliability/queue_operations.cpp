@@ -24,6 +24,7 @@ Answer readQueue(ProductWorld& world) {
     if (queue.StartTransaction() == 0) {
         return Answer::Failure;
     }
+    const Undisturbed look;
     EXPECT_EQ(queue.NumberOfRenderQueueItemsInList(), jobsIn(readFile(world.queueFile("RQ.txt"))));
     return Answer::Success;
 }
@@ -31,6 +32,13 @@ Answer readQueue(ProductWorld& world) {
 Answer enqueue(ProductWorld& /*world*/) {
     KavroPISSRenderQueue queue;
     return answerOf(queue.StartTransaction() == 1 && addJob(queue, "three") && queue.Commit() == 1);
+}
+
+// By one who does not ask whether the queue could be read.
+Answer commitWhatWasRead(ProductWorld& /*world*/) {
+    KavroPISSRenderQueue queue;
+    const bool isStarted = queue.StartTransaction() == 1;
+    return answerOf(queue.Commit() == 1 && isStarted);
 }
 
 // The first job goes to the history.
@@ -49,9 +57,11 @@ Answer nameBackup(ProductWorld& world) {
     char name[1024];
     KavroPISSRenderQueue queue;
     const Answer answer = answerOf(queue.CreateBackupProjectName(name, sizeof(name)));
+    const Undisturbed look;
     if (answer == Answer::Success) {
         const std::string number = linesOf(world.queueFile("RQProjects/cpro2-count.cvp")).at(0);
-        EXPECT_EQ(name, world.queueFile("RQProjects/CPro2BGRQProject_" + number + ".aep"));
+        EXPECT_EQ(name,
+                  world.queueFile(("RQProjects/CPro2BGRQProject_" + number + ".aep").c_str()));
     }
     return answer;
 }
@@ -79,6 +89,10 @@ std::vector<Operation> queueOperations() {
     return {
         {.name = "ReadQueue", .run = readQueue},
         {.name = "Enqueue", .run = enqueue, .check = expectNoJobLost, .keeps = "/RQ.txt"},
+        {.name = "CommitWhatWasRead",
+         .run = commitWhatWasRead,
+         .check = expectNoJobLost,
+         .keeps = "/RQ.txt"},
         commitOfLoadedQueue(),
         // A transaction creates the file that its commit fills.
         {.name = "EnqueueFirst",

@@ -42,6 +42,7 @@ Answer loadConfig(ProductWorld& world) {
     if (config.IsValid() == 0) {
         return Answer::Failure;
     }
+    const Undisturbed look;
     EXPECT_EQ(config.NumberOfKeyValuePairsInList(), linesOf(configFile(world)).size());
     return Answer::Success;
 }
@@ -51,6 +52,7 @@ Answer queryText(ProductWorld& world) {
     char text[1024];
     const int found =
         Helper::queryStringSetting(text, sizeof(text), kRoot, "default", &project, nullptr);
+    const Undisturbed look;
     EXPECT_EQ(text, found != 0 ? world.firstRoot() : "");
     return answerOf(found);
 }

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -196,13 +197,34 @@ TEST_F(MaroLogTest, ALogRemovedMeanwhileIsStartedAnew) {
     EXPECT_EQ(root.logText(), "kept\n");
 }
 
-TEST_F(MaroLogTest, ALogPathThatIsADirectoryStaysADirectoryWithOpenPermissions) {
+// A folder that lost its search permission would lock everybody out of what is in it.
+TEST_F(MaroLogTest, WhatIsNoRegularFileInTheLogsPlaceKeepsItsMode) {
+    const std::string folder = root.path("private/tmp/folder.log");
+    const std::string fifo = root.path("private/tmp/fifo.log");
+    makeDirectory(folder);
+    ASSERT_EQ(::chmod(folder.c_str(), 0755), 0);
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK);
+    for (const char* name : {"folder.log", "fifo.log", "folder.log/", "../tmp"}) {
+        initializeAndDetermineMaroLogging(name, "/tmp");
+        maro_logError("dropped");
+    }
+    ::close(reader);
+    initializeAndDetermineMaroLogging("fifo.log", "/tmp");
+    maro_logError("nobody reads");
+    EXPECT_EQ(permissions(folder), 0755U);
+    EXPECT_EQ(permissions(fifo), 0600U);
+    EXPECT_EQ(permissions(root.path("private/tmp")), 0755U);
+    EXPECT_EQ(::rmdir(folder.c_str()), 0) << "something was written below the directory";
+}
+
+TEST_F(MaroLogTest, WhoAsksIsToldWhyTheLogCannotBeWritten) {
+    EXPECT_EQ(corvid::whyLogCannotBeWritten(), 0);
     makeDirectory(root.path("private/tmp/folder.log"));
     initializeAndDetermineMaroLogging("folder.log", "/tmp");
-    maro_logError("dropped");
-    const std::string folder = root.path("private/tmp/folder.log");
-    EXPECT_EQ(permissions(folder), 0666U);
-    EXPECT_EQ(::rmdir(folder.c_str()), 0) << "something was written below the directory";
+    EXPECT_EQ(corvid::whyLogCannotBeWritten(), EISDIR);
+    initializeAndDetermineMaroLogging("missing/any.log", "/tmp");
+    EXPECT_EQ(corvid::whyLogCannotBeWritten(), ENOENT);
 }
 
 TEST_F(MaroLogTest, NeitherLinesNorPermissionsGoThroughALink) {
@@ -228,7 +250,7 @@ TEST_F(MaroLogTest, AFifoWithoutReaderDoesNotBlock) {
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     initializeAndDetermineMaroLogging("fifo.log", "/tmp");
     maro_logError("dropped");
-    EXPECT_EQ(permissions(fifo), 0666U);
+    EXPECT_EQ(permissions(fifo), 0600U);
 }
 
 TEST_F(MaroLogTest, AWriteThatFailsLosesOnlyItsOwnLine) {

@@ -2,6 +2,7 @@
 
 #include "runtime/maro_log.h"
 #include "store/KavroPISSFrameCache.h"
+#include "store/KavroPISSFrameCacheRegistry.h"
 #include "store/PISSMD5.h"
 #include "tests/support/product_root.h"
 
@@ -122,6 +123,28 @@ TEST_F(CacheOverflowTest, ACacheUnderOneMebibyteNeverOverflows) {
                 ElementsAre("Amount of data in frame cache 1048575",
                             "Amount of data in frame cache (MB)0",
                             "No substantial amount of data in frame cache disk."));
+}
+
+// One registry is walked and another looked back in; each says what it stumbles over.
+TEST_F(CacheOverflowTest, WhatTheRegistryComplainsOfIsLoggedTwice) {
+    writeFile(root.productFile("FrameCache.cvp"), "hash string\n");
+    EXPECT_EQ(0U, Helper::_calculateSizeOfAllFrameCaches());
+    const std::string warning = "WARNING\tPersisentFrameCacheRegistry: keyValue was NULL";
+    EXPECT_THAT(root.logMessages(), ElementsAre(warning, warning));
+}
+
+TEST_F(CacheOverflowTest, ARootIsProcessedOnlyByAnEarlierEntryWithTheVeryPath) {
+    writeFile(root.productFile("FrameCache.cvp"),
+              "h string\tPathToCache /a\nh string\tOther /b\nh string\tPathToCache /b\n");
+    KavroPISSFrameCacheRegistry registry;
+    const auto isProcessed = [&registry](const char* path, int number) {
+        return Helper::_hasFrameCacheRegistryDirectoryAlreadBeenProcessed(registry, path, number);
+    };
+    EXPECT_EQ(0, isProcessed("/a", 0));
+    EXPECT_EQ(1, isProcessed("/a", 1));
+    EXPECT_EQ(0, isProcessed("/b", 1));
+    EXPECT_EQ(1, isProcessed("/b", 2));
+    EXPECT_EQ(0, isProcessed("/a/", 9));
 }
 
 TEST_F(CacheOverflowTest, AnEmptyRegistryIsNoData) {

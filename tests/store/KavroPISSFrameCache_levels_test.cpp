@@ -121,7 +121,7 @@ TEST_P(FrameCacheLevelTest, WantOfMemoryInAStepFailsWithoutAdvancing) {
     KavroPISSFrameCache model(cache().c_str(), "p", "c", "PROXY");
     (model.*level.prepare)();
     {
-        const FailNth failing(Call::Malloc, 1, ENOMEM);
+        const FailNth failing(Call::Strdup, 1, ENOMEM);
         const Stepped failed = stepOnce(model, level.step);
         EXPECT_EQ(level.failure, failed.answer);
         EXPECT_EQ("-", failed.path);

@@ -140,6 +140,18 @@ TEST_F(FrameCacheRenamingTest, AnUnknownProjectIsRefused) {
     EXPECT_EQ(line("old"), table(cache()));
 }
 
+TEST_F(FrameCacheRenamingTest, ATableThatCannotBeWrittenDoesNotHinderTheRename) {
+    KavroPISSFrameCache model(cache().c_str());
+    const FailNth noRoom(Call::Write, 1, ENOSPC, "ProjectHash.txt");
+    EXPECT_EQ(1, model.RenameProject("old", "new", nullptr, nullptr));
+    EXPECT_EQ(1, noRoom.failures());
+    EXPECT_EQ("frame", readFile(cache() + hashOf("new") + "/file"));
+    EXPECT_FALSE(exists(cache() + hashOf("old")));
+    EXPECT_EQ(line("old"), table(cache()));
+    EXPECT_TRUE(root.hasLogged("ERROR\tWriteProjectHashTable: Could not open '" + cache() +
+                               "ProjectHash.txt' for writing\n"));
+}
+
 TEST_F(FrameCacheRenamingTest, ANewKeyThatCannotBeHashedIsReported) {
     KavroPISSFrameCache model(cache().c_str());
     const std::string oldPath = cache() + hashOf("old");

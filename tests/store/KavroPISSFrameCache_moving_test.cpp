@@ -146,7 +146,8 @@ TEST_F(FrameCacheMovingTest, AProjectNeedsARoot) {
 TEST_F(FrameCacheMovingTest, AProjectNeedsATarget) {
     KavroPISSFrameCache model(cache().c_str());
     EXPECT_EQ(0, model.MoveProject("p", nullptr));
-    EXPECT_THAT(root.logMessages(), ElementsAre(kNotMoved));
+    EXPECT_THAT(root.logMessages(),
+                ElementsAre("ERROR\tMoveDirectory: toParent is null.", kNotMoved));
     EXPECT_TRUE(exists(project()));
 }
 
@@ -159,6 +160,9 @@ TEST_F(FrameCacheMovingTest, NullArgumentsOfADirectoryMoveAreRefused) {
                model.MoveDirectory(from.c_str(), nullptr, to.c_str()) == 0 &&
                model.MoveDirectory(from.c_str(), "p", nullptr) == 0;
     }));
+    EXPECT_THAT(root.logMessages(), ElementsAre("ERROR\tMoveDirectory: fromParent is null.",
+                                                "ERROR\tMoveDirectory: name is null.",
+                                                "ERROR\tMoveDirectory: toParent is null."));
 }
 
 TEST_F(FrameCacheMovingTest, AnyDirectoryMovesIntoItsNewParent) {

@@ -1,6 +1,9 @@
 #include "store/KavroPISSFrameCache.h"
 
+#include "files/owned_text.h"
 #include "store/PISSMD5.h"
+#include "store/cache_reading.h"
+#include "tests/support/forked_child.h"
 #include "tests/support/product_root.h"
 
 #include <gmock/gmock.h>
@@ -8,6 +11,7 @@
 
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -46,6 +50,10 @@ protected:
         long date = -1;
         EXPECT_EQ(1, model.GetLastModifiedDateForFeature(&date));
         return date;
+    }
+    // As the reading of the whole cache dates it, 0 for now.
+    static long measuredDate(const std::string& folder) {
+        return corvid::measureDirectories({folder}).at(0).total().newest;
     }
     static void expectNow(KavroPISSFrameCache& model) {
         const long before = std::time(nullptr);
@@ -111,6 +119,69 @@ TEST_F(FrameCacheQueriesTest, TheNewestFrameGivesTheDate) {
     EXPECT_EQ(1'500'000'000, dateOf(model));
     setTime(directory + ".hidden", 1'600'000'000);
     EXPECT_EQ(1'600'000'000, dateOf(model));
+}
+
+// The walk through the frames ends at -1, which is the number of such a name, too.
+TEST_F(FrameCacheQueriesTest, ANameThatStepsAsMinusOneEndsTheLookingForADate) {
+    KavroPISSFrameCache model(cache().c_str(), "p", "c", "PROXY");
+    const std::string folder = feature("p", "c", "PROXY");
+    for (const char* name : {"a", "-1.raw", "b", "c", "d", "e", "f", "g"}) {
+        writeFile(folder + name, "");
+    }
+    ASSERT_EQ(1, model.PrepareFrameCacheList());
+    long expected = 0;
+    bool isEnded = false;
+    bool hasMissed = false;
+    for (long time = 1000000001;; ++time) { // later and later in the order of the listing
+        char* path = nullptr;
+        char* name = nullptr;
+        model.GetNextItemInFrameCacheList(&path, &name);
+        const corvid::OwnedText ownedPath(path);
+        const corvid::OwnedText ownedName(name);
+        if (name == nullptr) {
+            break;
+        }
+        setTime(path, time);
+        isEnded = isEnded || std::string(name) == "-1.raw";
+        hasMissed = hasMissed || (isEnded && std::string(name) != "-1.raw");
+        expected = isEnded ? expected : time;
+    }
+    ASSERT_TRUE(hasMissed) << "nothing stands behind the name in this file system's order";
+    if (expected != 0) {
+        EXPECT_EQ(expected, dateOf(model));
+        EXPECT_EQ(expected, measuredDate(folder));
+    } else {
+        expectNow(model);
+        EXPECT_EQ(0, measuredDate(folder));
+    }
+}
+
+TEST_F(FrameCacheQueriesTest, ARelativeRootIsMeasuredWhereTheDirectoryCannotBeRead) {
+    addFrame("p", "c", "PROXY", 1234);
+    corvid::test::letOthersIn(root);
+    ASSERT_EQ(0, ::chmod(cache().c_str(), 0755));
+    ASSERT_EQ(0, ::chmod(root.path().c_str(), 0711));
+    EXPECT_TRUE(corvid::test::holdsInChild([this] {
+        return ::chdir(root.path().c_str()) == 0 && corvid::test::becomeNobody() &&
+               ::open(".", O_RDONLY) < 0 && KavroPISSFrameCache("cache").GetSize() == 1234;
+    }));
+}
+
+TEST_F(FrameCacheQueriesTest, ACompositionWithABlankBeforeItsNameHidesNoOther) {
+    for (const char* composition : {"Comp 0", " Comp 1", "Comp 2"}) {
+        addFrame("p", composition, "PROXY");
+    }
+    KavroPISSFrameCache model(cache().c_str(), "p");
+    ASSERT_EQ(1, model.PrepareCompositionList());
+    std::vector<std::string> names;
+    char* path = nullptr;
+    char* name = nullptr;
+    while (model.GetNextItemInCompositionList(&path, &name) == 1) {
+        const corvid::OwnedText ownedPath(path);
+        const corvid::OwnedText ownedName(name);
+        names.emplace_back(name);
+    }
+    EXPECT_THAT(names, ::testing::UnorderedElementsAre("Comp 0", "Comp 1", "Comp 2"));
 }
 
 TEST_F(FrameCacheQueriesTest, NestedDirectoriesDoNotGiveTheDate) {

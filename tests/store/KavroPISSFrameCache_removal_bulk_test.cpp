@@ -193,6 +193,18 @@ TEST_F(FrameCacheRemovalBulkTest, AllFeaturesStay) {
     EXPECT_THAT(root.logMessages(), IsEmpty());
 }
 
+TEST_F(FrameCacheRemovalBulkTest, WhatCannotBeListedIsAFailure) {
+    KavroPISSFrameCache model(cache().c_str(), "p", "c", "PROXY");
+    corvid::test::removeTree(cache() + hashOf("p"));
+    EXPECT_EQ(0, model.DeleteAllCompositions());
+    EXPECT_EQ(0, model.DeleteAllFeatures());
+    EXPECT_THAT(root.logMessages(),
+                ElementsAre("ERROR\tPrepareCompositionList::GetDirectoryOrFileList( '" + cache() +
+                                hashOf("p") + "/' ) failed\n",
+                            "ERROR\tPrepareFrameCacheList::GetDirectoryOrFileList( '" + feature() +
+                                "' ) failed\n"));
+}
+
 TEST_F(FrameCacheRemovalBulkTest, AllFeaturesOfAModelWithoutAFeatureFail) {
     KavroPISSFrameCache model(cache().c_str(), "p", "c");
     EXPECT_EQ(0, model.DeleteAllFeatures());

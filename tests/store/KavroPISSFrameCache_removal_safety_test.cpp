@@ -85,6 +85,35 @@ private:
     Snapshot m_guarded;
 };
 
+// The way down is searched, not read.
+TEST_F(FrameCacheRemovalSafetyTest, DirectoriesOnTheWayNeedNotBeReadable) {
+    const std::string composition = project() + "/" + hashOf("c");
+    writeFile(composition + "/PROXY/00000001.raw", "");
+    writeFile(composition + "/SPEC_RENDER/00000001.raw", "");
+    corvid::test::letOthersIn(root);
+    const KavroPISSFrameCache tables(cache().c_str(), "p", "c");
+    for (const char* feature : {"PROXY", "SPEC_RENDER"}) {
+        for (const std::string below : {"", "/00000001.raw"}) {
+            const std::string path = composition + "/" + feature + below;
+            ASSERT_EQ(0, ::chown(path.c_str(), corvid::test::kNobody, corvid::test::kNobody));
+        }
+    }
+    ASSERT_EQ(0, ::chown(composition.c_str(), corvid::test::kNobody, corvid::test::kNobody));
+    ASSERT_EQ(0, ::chmod(composition.c_str(), 0311));
+    ASSERT_EQ(0, ::chmod(project().c_str(), 0111));
+    ASSERT_EQ(0, ::chmod(cache().c_str(), 0711));
+    EXPECT_TRUE(holdsInChild([&] {
+        if (!corvid::test::becomeNobody()) {
+            return false;
+        }
+        KavroPISSFrameCache model(cache().c_str(), "p", "c", "SPEC_RENDER");
+        return model.DeleteFeature("PROXY") == 1 && model.DeleteAllFrames() == 1;
+    }));
+    EXPECT_FALSE(exists(composition + "/PROXY"));
+    EXPECT_TRUE(exists(composition + "/SPEC_RENDER"));
+    EXPECT_FALSE(exists(composition + "/SPEC_RENDER/00000001.raw"));
+}
+
 TEST_F(FrameCacheRemovalSafetyTest, LinksGoAsFilesAndTheirTargetsStay) {
     makeDirectory(project() + "/c");
     linkToGuarded(project() + "/folder");

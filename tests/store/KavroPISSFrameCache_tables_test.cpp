@@ -1,6 +1,6 @@
 #include "store/KavroPISSFrameCache.h"
 
-#include "store/owned_text.h"
+#include "files/owned_text.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/product_root.h"
 
@@ -264,11 +264,32 @@ TEST_P(FrameCacheTablesTest, AHashThatIsTooLongIsCutNotOverrun) {
     EXPECT_EQ(std::string(35, 'h') + " k\n", readFile(file()));
 }
 
-TEST_P(FrameCacheTablesTest, AKeyThatALineCannotCarryLivesInMemoryOnly) {
+TEST_P(FrameCacheTablesTest, ALineThatWouldHideOthersLivesInMemoryOnly) {
+    const std::string tooLong(1023, 'k');
     add("h1", "kept", true);
-    EXPECT_EQ(0, add("h2", "two\nlines", true));
+    EXPECT_EQ(1, add("h2", "two\nlines", true));
+    EXPECT_EQ(1, add("h3", tooLong.c_str(), false));
+    EXPECT_EQ(1, add("", "", false));
+    EXPECT_EQ(1, add("h4", "last", true));
     EXPECT_EQ("two\nlines", keyOf("h2"));
-    EXPECT_EQ("h1 kept\n", readFile(file()));
+    EXPECT_EQ(tooLong, keyOf("h3"));
+    EXPECT_EQ("h1 kept\nh4 last\n", readFile(file()));
+    const auto leftOut = [](const std::string& key) {
+        return "WARNING\tThe line of key '" + key +
+               "' is left out of its file, because readers would lose other lines by it\n";
+    };
+    EXPECT_THAT(root.logMessages(), ElementsAre(leftOut("two"), leftOut("two"),
+                                                leftOut(tooLong.substr(0, 256)), leftOut("")));
+}
+
+TEST_P(FrameCacheTablesTest, BlanksBeforeAKeyAreWrittenAndLostInReading) {
+    EXPECT_EQ(1, add("h1", " Comp 1", true));
+    EXPECT_EQ("h1  Comp 1\n", readFile(file()));
+    EXPECT_EQ(" Comp 1", keyOf("h1"));
+    EXPECT_EQ(1, read());
+    EXPECT_EQ("Comp 1", keyOf("h1"));
+    EXPECT_EQ(1, add("h1", " Comp 1", true)) << "the same key once more";
+    EXPECT_EQ("h1 Comp 1\nh1  Comp 1\n", readFile(file()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, FrameCacheTablesTest, ::testing::Values(kProject, kComposition),

@@ -1,8 +1,8 @@
 #include "store/KavroPISSPerProjectConfig.h"
 
+#include "files/owned_text.h"
 #include "runtime/maro_log.h"
 #include "store/PISSMD5.h"
-#include "store/owned_text.h"
 #include "tests/support/per_project_config_test.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 #include "store/KavroPISSPerProjectConfig.h"
 
+#include "files/owned_text.h"
 #include "store/PISSMD5.h"
-#include "store/owned_text.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/forked_child.h"
 #include "tests/support/per_project_config_test.h"
@@ -173,18 +173,6 @@ TEST_F(PerProjectConfigTest, ANullTextMayBeAddedAndChangedTo) {
     EXPECT_TRUE(config.ChangeItem("a", "path", "x"));
     EXPECT_TRUE(config.ChangeItem("a", "path", static_cast<const char*>(nullptr)));
     EXPECT_EQ("none", textOf(config, "a", "path"));
-}
-
-TEST_F(PerProjectConfigTest, WhatCouldNotBeReadBackIsRefused) {
-    KavroPISSPerProjectConfig config(folder().c_str());
-    ASSERT_TRUE(config.Add("a", "path", "x"));
-    EXPECT_FALSE(config.Add("a", "two words", 1));
-    EXPECT_FALSE(config.Add("a", "", 1));
-    EXPECT_FALSE(config.Add("a", "key", "two\nlines"));
-    EXPECT_FALSE(config.Add("a", "key", std::string(1000, 'x').c_str()));
-    EXPECT_FALSE(config.ChangeItem("a", "path", "two\nlines"));
-    EXPECT_EQ("x", textOf(config, "a", "path"));
-    EXPECT_EQ(1U, config.NumberOfKeyValuePairsInList());
 }
 
 TEST_F(PerProjectConfigTest, NullArgumentsWithoutHashingAreErrors) {

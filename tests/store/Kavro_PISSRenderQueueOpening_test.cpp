@@ -93,7 +93,28 @@ TEST_F(RenderQueueOpeningTest, DoesNotEmptyAFileThatCannotBeRead) {
         const FailNth failing(Call::Open, 1, EACCES, "/RQ.txt");
         EXPECT_EQ(queue.StartTransaction(), 0);
     }
+    EXPECT_EQ(queue.Commit(), 0);
+    EXPECT_TRUE(root.hasLogged("ERROR\tCommit: File '" + file("RQ.txt") +
+                               "' could not be read and is not replaced\n"));
     EXPECT_EQ(readFile(file("RQ.txt")), jobText("a"));
+    EXPECT_EQ(queue.StartTransaction(), 1);
+    EXPECT_EQ(queue.Commit(), 1);
+}
+
+TEST_F(RenderQueueOpeningTest, AQueueThatMemoryDidNotSufficeForIsNotCommitted) {
+    const std::string text = jobText("a") + jobText("b");
+    int places = 0;
+    for (bool hasFailed = true; hasFailed;) {
+        writeFile(file("RQ.txt"), text);
+        {
+            const FailNth failing(Call::Malloc, places + 1, ENOMEM);
+            hasFailed = queue.StartTransaction() == 0;
+        }
+        EXPECT_EQ(queue.Commit(), hasFailed ? 0 : 1) << "at allocation " << places + 1;
+        EXPECT_EQ(readFile(file("RQ.txt")), text) << "at allocation " << places + 1;
+        places += hasFailed ? 1 : 0;
+    }
+    EXPECT_GE(places, 4) << "a pair and a place in the list for each job";
 }
 
 TEST_F(RenderQueueOpeningTest, ReadsAFileThatAppearsAfterTheProbe) {

@@ -99,8 +99,12 @@ TEST_F(RenderQueueRoundTripTest, GivesTheSameBytesForAnyQueue) {
         ASSERT_EQ(read.Commit(), 1);
         ASSERT_EQ(readFile(file("RQ.txt")), first) << "round " << round;
     }
-    EXPECT_EQ(root.logText().find("WARNING"), std::string::npos);
-    EXPECT_EQ(root.logText().find("ERROR"), std::string::npos);
+    // Names that are braces stay out of the file; nothing else is said.
+    for (const std::string& message : root.logMessages()) {
+        EXPECT_TRUE(message.starts_with("RenderQueue::Commit - copying") ||
+                    message.find("is left out of its file") != std::string::npos)
+            << message;
+    }
 }
 
 // Broken files: a good one with lines removed, doubled, exchanged and cut.

@@ -348,6 +348,19 @@ TEST_F(RenderQueueDuplicateTest, ReportsIntegerPairsAndDoesNotCompareThem) {
         << messages[0];
 }
 
+TEST_F(RenderQueueDuplicateTest, ReportsNoIntegerPairThatNothingIsComparedWith) {
+    KavroPISSRenderQueue queue;
+    auto first = std::make_unique<KavroPISSRenderQueueItem>();
+    first->Add("job", "id", 5);
+    EXPECT_EQ(queue.AddNewRenderQueueItem(first.release(), "job"), 1) << "into an empty queue";
+    auto other = std::make_unique<KavroPISSRenderQueueItem>();
+    other->Add("other", "id", "a");
+    EXPECT_EQ(queue.AddNewRenderQueueItem(other.release(), "job"), 1) << "without such a pair";
+    EXPECT_EQ(root.logText(), "");
+    EXPECT_EQ(queue.AddNewRenderQueueItem(jobNamed("a").release(), "job"), 1);
+    EXPECT_EQ(root.logMessages().size(), 1U) << "a text against the integer";
+}
+
 TEST_F(RenderQueueDuplicateTest, FindsADuplicateBesideAnIntegerPair) {
     KavroPISSRenderQueue queue;
     OwnedItem queued = jobNamed("a");

@@ -167,11 +167,6 @@ TEST_F(CreateDirectoryPathTest, NoNameIsEverACommand) {
     EXPECT_THAT(found, ::testing::UnorderedElementsAreArray(expected));
 }
 
-TEST_F(CreateDirectoryPathTest, TheEscapedTextIsTheTextForTheInsideOfDoubleQuotes) {
-    EXPECT_EQ(corvid::escapedForShell("a\"b\\c$d`e f'g\n"), "a\\\"b\\\\c\\$d\\`e f'g\n");
-    EXPECT_EQ(corvid::escapedForShell(""), "");
-}
-
 // ---- tokenizer
 
 // Everything that can be seen of cutting a text into tokens: the tokens, where the rest stood after

@@ -1,5 +1,6 @@
 #include "store/PISSFileUtilities.h"
 
+#include "store/cache_reading.h"
 #include "tests/support/product_root.h"
 
 #include <gmock/gmock.h>
@@ -11,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -101,6 +103,44 @@ TEST_F(FileWalkTest, SizeAndCountCoverFilesAtEveryDepthHiddenOnesIncluded) {
     EXPECT_EQ(size(), 43210U);
     EXPECT_EQ(count(), 4U);
     EXPECT_EQ(root.logText(), "");
+}
+
+// The paths of the links in a directory, each sub-directory's where the listing names it.
+std::vector<std::string> linksInListingOrder(const std::string& directory) {
+    std::vector<std::string> links;
+    DIR* listing = ::opendir(directory.c_str());
+    while (const dirent* entry = ::readdir(listing)) { // NOLINT(concurrency-mt-unsafe)
+        const std::string path = directory + "/" + entry->d_name;
+        if (entry->d_type == DT_LNK) {
+            links.push_back(path);
+        } else if (entry->d_type == DT_DIR && entry->d_name[0] != '.') {
+            const std::vector<std::string> below = linksInListingOrder(path);
+            links.insert(links.end(), below.begin(), below.end());
+        }
+    }
+    ::closedir(listing);
+    return links;
+}
+
+TEST_F(FileWalkTest, FilesThatCannotBeAskedAreToldInTheOrderOfTheListing) {
+    for (const std::string folder : {"", "a/", "b/", "b/c/", "b/d/", "e/", "e/f/g/"}) {
+        makeDirectory(in(folder));
+        for (const std::string link : {"1", "2", "3", "4"}) {
+            ASSERT_EQ(::symlink("nowhere", in(folder + "link" + link).c_str()), 0);
+        }
+    }
+    const std::vector<std::string> links = linksInListingOrder(top());
+    ASSERT_EQ(links.size(), 28U);
+    std::vector<std::string> expected;
+    for (const std::string& link : links) {
+        expected.push_back(couldNotStat(link));
+    }
+    EXPECT_EQ(size(), 0U);
+    EXPECT_EQ(root.logMessages(), expected);
+    // The same directory as a project, read by several threads.
+    root.clearLog();
+    corvid::logUnreadableFiles(corvid::measureDirectories({top()}).at(0).total());
+    EXPECT_EQ(root.logMessages(), expected);
 }
 
 TEST_F(FileWalkTest, DirectoriesThemselvesAddNothing) {

@@ -146,7 +146,12 @@ protected:
     void clickButton(const char* name) {
         QTest::mouseClick(&widget<QAbstractButton>(name), Qt::LeftButton);
     }
-    // Chooses a command by its text, mnemonics and dots left out.
+    // A command's title without mnemonic and dots.
+    static std::string titleOf(const QAction& command) {
+        QString title = command.text();
+        return title.remove(QLatin1Char('&')).remove(QStringLiteral("…")).toStdString();
+    }
+    // Chooses a command by its title.
     static void choose(const QMenu& menu, const std::string& text) { chooseIn({&menu}, text); }
     void chooseInMenuBar(const std::string& text) {
         std::vector<const QMenu*> menus;
@@ -163,9 +168,7 @@ private:
     static void chooseIn(const std::vector<const QMenu*>& menus, const std::string& text) {
         for (const QMenu* menu : menus) {
             for (QAction* action : menu->actions()) {
-                QString title = action->text();
-                title.remove(QLatin1Char('&')).remove(QStringLiteral("…"));
-                if (title.toStdString() == text) {
+                if (titleOf(*action) == text) {
                     action->trigger();
                     return;
                 }

@@ -2,8 +2,8 @@
 
 // The global settings file of a test's own world, and questions to the store that reads it.
 
+#include "files/owned_text.h"
 #include "store/KavroPISSConfig.h"
-#include "store/owned_text.h"
 #include "tests/support/product_root.h"
 
 #include <optional>

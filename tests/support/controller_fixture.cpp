@@ -23,10 +23,14 @@ bool waitFor(const std::function<bool()>& condition, int milliseconds) {
     return true;
 }
 
+QString titleOf(const QAction& action) {
+    return action.text().remove(QLatin1Char('&'));
+}
+
 QStringList titlesOf(const QMenu& menu) {
     QStringList titles;
     for (const QAction* action : menu.actions()) {
-        titles << (action->isSeparator() ? QStringLiteral("-") : action->text());
+        titles << (action->isSeparator() ? QStringLiteral("-") : titleOf(*action));
     }
     return titles;
 }

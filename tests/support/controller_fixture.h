@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+class QAction;
 class QMenu;
 
 namespace corvid::test {
@@ -26,6 +27,8 @@ namespace corvid::test {
 // Runs the application's loop until the condition holds; whether it did in time.
 bool waitFor(const std::function<bool()>& condition, int milliseconds = 5000);
 
+// An entry's title as it is seen: without the "&" in front of its mnemonic.
+QString titleOf(const QAction& action);
 // A menu's titles, "-" for a separator.
 QStringList titlesOf(const QMenu& menu);
 

@@ -1,5 +1,7 @@
 #include "tests/support/dialog_user.h"
 
+#include "MacCacheManager/platform/alert.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -7,9 +9,9 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
+#include <QTextEdit>
 
 #include <utility>
 
@@ -33,9 +35,9 @@ void describeButtons(const QDialog& dialog, ShownDialog& shown) {
 
 ShownDialog describe(const QDialog& dialog) {
     ShownDialog shown;
-    if (const auto* alert = qobject_cast<const QMessageBox*>(&dialog)) {
-        shown.title = alert->text().toStdString();
-        shown.message = alert->informativeText().toStdString();
+    if (qobject_cast<const AlertPanel*>(&dialog) != nullptr) {
+        shown.title = dialog.findChild<QLabel*>()->text().toStdString();
+        shown.message = dialog.findChild<QTextEdit*>()->toPlainText().toStdString();
     } else if (const auto* chooser = qobject_cast<const QFileDialog*>(&dialog)) {
         shown.title = chooser->windowTitle().toStdString();
         shown.message = chooser->directory().absolutePath().toStdString();
@@ -101,7 +103,7 @@ void DialogUser::click(QDialog& dialog, const std::string& text) {
 
 void DialogUser::look() {
     auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-    const bool isQuestion = qobject_cast<QMessageBox*>(dialog) != nullptr ||
+    const bool isQuestion = qobject_cast<AlertPanel*>(dialog) != nullptr ||
                             qobject_cast<QFileDialog*>(dialog) != nullptr;
     if (!isQuestion || !dialog->isVisible() || dialog == m_last) {
         return;

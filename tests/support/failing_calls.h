@@ -18,6 +18,7 @@ enum class Call {
     Malloc,       // malloc
     Strdup,       // strdup
     New,          // operator new(std::nothrow) and new[](std::nothrow)
+    AnyNew,       // every operator new but the aligned ones, in programs that link replaced_new.cpp
     CreateThread, // pthread_create
     Open,         // open, openat and their 64-bit and fortified names
     Read,         // read, pread
@@ -57,6 +58,16 @@ public:
 
 private:
     Call m_call;
+};
+
+// While it lives, no call of this thread is counted or fails: for what the test itself does while
+// the code under test runs.
+class Undisturbed {
+public:
+    Undisturbed();
+    ~Undisturbed();
+    Undisturbed(const Undisturbed&) = delete;
+    Undisturbed& operator=(const Undisturbed&) = delete;
 };
 
 // While it lives, every write and pwrite takes at most `limit` bytes and reports what it took.

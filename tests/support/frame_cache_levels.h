@@ -3,9 +3,9 @@
 // The four levels of a frame cache model's listing as data, and single steps whose results are
 // values.
 
+#include "files/owned_text.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/PISSMD5.h"
-#include "store/owned_text.h"
 #include "tests/support/product_root.h"
 
 #include <cstdint>

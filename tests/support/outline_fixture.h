@@ -3,23 +3,19 @@
 // An outline in a window of its own over a tree made by hand.
 
 #include "MacCacheManager/CacheOutlineView.h"
+#include "tests/support/hand_made_tree.h"
 #include "tests/support/user_defaults_folder.h"
 
+#include <QApplication>
+#include <QMouseEvent>
 #include <QStringList>
 #include <QTest>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace corvid::test {
-
-inline FrameCacheEntry* addNode(FrameCacheEntry& parent, int type, const std::string& name) {
-    const std::string path = std::string(parent.getPath()) + "/" + name;
-    FrameCacheEntry* child =
-        parent.addChild(std::make_unique<FrameCacheEntry>(type, name.c_str(), path.c_str()));
-    child->setParent(&parent);
-    return child;
-}
 
 // Projects "alpha", "beta" and "empty"; the first two have compositions "<name> one" and "<name>
 // two" with the features Precomp Proxy and Spec Render.
@@ -75,6 +71,20 @@ protected:
     }
     void clickTriangle(int row, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         QTest::mouseClick(view.viewport(), Qt::LeftButton, modifiers, triangleAt(row));
+    }
+    // The pointer goes through all the places with the left button down, from the first to the
+    // last.
+    void drag(const std::vector<QPoint>& places) {
+        QTest::mousePress(view.viewport(), Qt::LeftButton, Qt::NoModifier, places.front());
+        moveHeld(places);
+        QTest::mouseRelease(view.viewport(), Qt::LeftButton, Qt::NoModifier, places.back());
+    }
+    void moveHeld(const std::vector<QPoint>& places) {
+        for (const QPoint& place : places) {
+            QMouseEvent move(QEvent::MouseMove, place, view.viewport()->mapToGlobal(place),
+                             Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(view.viewport(), &move);
+        }
     }
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         QTest::keyClick(&view, key, modifiers);

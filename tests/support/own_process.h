@@ -14,8 +14,9 @@
 namespace corvid::test {
 
 // Starts this program again for the disabled tests that the filter names, in the present
-// environment, and keeps the application's loop running until it ends; its standard output.
-inline QByteArray runDisabledTest(const char* filter) {
+// environment, and keeps the application's loop running until it ends; its standard output. What it
+// wrote to standard error is stored in *errors, if given.
+inline QByteArray runDisabledTest(const char* filter, QByteArray* errors = nullptr) {
     QProcess child;
     child.start(QCoreApplication::applicationFilePath(),
                 {QStringLiteral("--gtest_also_run_disabled_tests"),
@@ -25,6 +26,9 @@ inline QByteArray runDisabledTest(const char* filter) {
     EXPECT_EQ(child.exitCode(), 0);
     const QByteArray output = child.readAllStandardOutput();
     EXPECT_TRUE(output.contains("[  PASSED  ] 1 test.")) << output.constData();
+    if (errors != nullptr) {
+        *errors = child.readAllStandardError();
+    }
     return output;
 }
 

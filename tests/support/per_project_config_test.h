@@ -2,9 +2,9 @@
 
 // A project's folder, its settings file, and what an object reads from it.
 
+#include "files/owned_text.h"
 #include "store/KavroPISSPerProjectConfig.h"
 #include "store/PISSMD5.h"
-#include "store/owned_text.h"
 #include "tests/support/product_root.h"
 
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 
 // The settings sheet over a "Config.txt" of the test's own.
 
-#include "MacCacheManager/StepperView.h"
+#include "MacCacheManager/views/StepperView.h"
 #include "store/KavroPISSConfig.h"
 #include "tests/support/command_fixture.h"
 

@@ -38,5 +38,11 @@ int expectedGrey(const QColor& start, const QColor& end, double t);
 
 void expectGrey(const QImage& image, int x, int y, const QColor& color);
 
+// The contrast of two colours, 1 to 21, and the greatest of an image's pixels against one.
+double contrastOf(const QColor& left, const QColor& right);
+double greatestContrast(const QImage& image, const QColor& surface);
+// How many pixels changed so much that the change can be seen: by a contrast of 3 or more.
+int visibleChange(const QImage& before, const QImage& after);
+
 // An untitled header cell in the frame: gradient, light inner and dark outer edge.
 void expectHeaderCell(const QImage& image, const QRect& frame, const UISettings& colors);

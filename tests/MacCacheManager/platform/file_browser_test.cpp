@@ -1,6 +1,6 @@
 // Revealing a file, against a session bus of the test's own. A process keeps its session bus for
-// good, so each reveal happens in a process of its own: this test program, started again for the
-// one disabled test below.
+// good, so each reveal happens in a process of its own: this test program, started again for one of
+// the disabled tests below.
 
 #include "MacCacheManager/platform/file_browser.h"
 
@@ -9,43 +9,38 @@
 
 #include <QDBusConnection>
 #include <QDBusContext>
-#include <QDesktopServices>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QUrl>
 
 #include <iostream>
+#include <memory>
 
 namespace {
 
 using corvid::test::EnvironmentGuard;
 using corvid::test::runDisabledTest;
 using corvid::test::waitFor;
+using corvid::test::writeFile;
 
 constexpr char kPathVariable[] = "CORVID_TEST_REVEALED_PATH";
 
-// What the desktop opens, in place of the desktop.
-class UrlOpener : public QObject {
-    Q_OBJECT
-
-public slots:
-    void open(const QUrl& url) { opened << QString::fromLatin1(url.toEncoded()); }
-
-public:
-    QStringList opened;
-};
-
 TEST(FileBrowserChild, DISABLED_RevealsThePathOfItsEnvironment) {
-    UrlOpener opener;
-    QDesktopServices::setUrlHandler(QStringLiteral("file"), &opener, "open");
+    bool hasFailed = false;
+    const QObject context;
     const QByteArray path = qgetenv(kPathVariable);
-    corvid::selectFileInBrowser(path.constData());
-    EXPECT_EQ(opener.opened.size(), 0) << "it returns before anything is known";
-    waitFor([&opener] { return !opener.opened.isEmpty(); }, 1000);
-    for (const QString& url : opener.opened) {
-        std::cout << "opened " << url.toStdString() << "\n";
-    }
-    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+    corvid::selectFileInBrowser(path.constData(), &context, [&hasFailed] { hasFailed = true; });
+    EXPECT_FALSE(hasFailed) << "it returns before anything is known";
+    waitFor([&hasFailed] { return hasFailed; }, 1000);
+    std::cout << (hasFailed ? "failed\n" : "");
+}
+
+TEST(FileBrowserChild, DISABLED_TellsNobodyWhoIsGone) {
+    bool hasFailed = false;
+    auto context = std::make_unique<QObject>();
+    corvid::selectFileInBrowser("/PROXY", context.get(), [&hasFailed] { hasFailed = true; });
+    context = nullptr;
+    EXPECT_FALSE(waitFor([&hasFailed] { return hasFailed; }, 1000));
 }
 
 // A file browser as far as it is asked here.
@@ -95,20 +90,31 @@ protected:
                                        QDBusConnection::ExportScriptableSlots));
         ASSERT_TRUE(bus.registerService(QStringLiteral("org.freedesktop.FileManager1")));
     }
-    // What the desktop opened, one address per line, when a process revealed this path.
-    QStringList openedByRevealing(const char* path) const {
+    // The desktop's command that opens a folder: it says what it opens and ends with this status.
+    void offerOpener(int status) const {
+        writeFile(opener().toStdString(),
+                  "#!/bin/sh\necho \"opened $1\"\nexit " + std::to_string(status) + "\n");
+        EXPECT_TRUE(QFile::setPermissions(opener(), QFile::ReadOwner | QFile::ExeOwner));
+    }
+    // What a process did that revealed this path: "opened ADDRESS", "failed".
+    QStringList doneByRevealing(
+        const char* path,
+        const char* test = "FileBrowserChild.DISABLED_RevealsThePathOfItsEnvironment") const {
         const EnvironmentGuard bus("DBUS_SESSION_BUS_ADDRESS", address().toLatin1().constData());
+        const EnvironmentGuard programs("PATH", m_folder.path().toLatin1().constData());
         const EnvironmentGuard revealed(kPathVariable, path);
-        QStringList opened;
-        for (const QByteArray& line : runDisabledTest("FileBrowserChild.*").split('\n')) {
-            if (line.startsWith("opened ")) {
-                opened << QString::fromLatin1(line.mid(7));
+        QStringList done;
+        for (const QByteArray& line : runDisabledTest(test).split('\n')) {
+            if (line.startsWith("opened ") || line == "failed") {
+                done << QString::fromLatin1(line);
             }
         }
-        return opened;
+        return done;
     }
 
 private:
+    QString opener() const { return m_folder.filePath("xdg-open"); }
+
     QTemporaryDir m_folder;
     QProcess m_daemon;
 };
@@ -117,7 +123,7 @@ TEST_F(FileBrowser, IsAskedToShowTheItem) {
     startBus();
     FileManager manager(false);
     startFileManager(manager);
-    EXPECT_EQ(openedByRevealing("/Caches/My cache/PROXY"), QStringList());
+    EXPECT_EQ(doneByRevealing("/Caches/My cache/PROXY"), QStringList());
     ASSERT_EQ(manager.shown.size(), 1);
     EXPECT_EQ(manager.shown[0], QStringList("file:///Caches/My%20cache/PROXY"));
     EXPECT_EQ(manager.startupIds, QStringList(""));
@@ -127,28 +133,44 @@ TEST_F(FileBrowser, GetsEveryByteOfAName) {
     startBus();
     FileManager manager(false);
     startFileManager(manager);
-    openedByRevealing("/a%20b/#1?x=&y/\xC3\x96l/\xFF;");
+    doneByRevealing("/a%20b/#1?x=&y/\xC3\x96l/\xFF;");
     ASSERT_EQ(manager.shown.size(), 1);
     EXPECT_EQ(manager.shown[0], QStringList("file:///a%2520b/%231%3Fx%3D%26y/%C3%96l/%FF%3B"));
 }
 
 TEST_F(FileBrowser, WithoutOneTheFolderIsOpened) {
     startBus();
-    EXPECT_EQ(openedByRevealing("/Caches/My cache/PROXY"),
-              QStringList("file:///Caches/My%20cache"));
-    EXPECT_EQ(openedByRevealing("/PROXY"), QStringList("file:///"));
+    offerOpener(0);
+    EXPECT_EQ(doneByRevealing("/Caches/My cache/PROXY"),
+              QStringList("opened file:///Caches/My%20cache"));
+    EXPECT_EQ(doneByRevealing("/PROXY"), QStringList("opened file:///"));
 }
 
 TEST_F(FileBrowser, ThatRefusesLeavesTheFolderToBeOpened) {
     startBus();
+    offerOpener(0);
     FileManager manager(true);
     startFileManager(manager);
-    EXPECT_EQ(openedByRevealing("/Caches/PROXY"), QStringList("file:///Caches"));
+    EXPECT_EQ(doneByRevealing("/Caches/PROXY"), QStringList("opened file:///Caches"));
     EXPECT_EQ(manager.shown.size(), 1);
 }
 
 TEST_F(FileBrowser, WithoutASessionBusTheFolderIsOpened) {
-    EXPECT_EQ(openedByRevealing("/Caches/PROXY"), QStringList("file:///Caches"));
+    offerOpener(0);
+    EXPECT_EQ(doneByRevealing("/Caches/PROXY"), QStringList("opened file:///Caches"));
+}
+
+TEST_F(FileBrowser, WithoutAnythingThatOpensFoldersItFails) {
+    EXPECT_EQ(doneByRevealing("/Caches/PROXY"), QStringList("failed"));
+    startBus();
+    EXPECT_EQ(doneByRevealing("/Caches/PROXY"), QStringList("failed"));
+    EXPECT_EQ(doneByRevealing("", "FileBrowserChild.DISABLED_TellsNobodyWhoIsGone"), QStringList());
+}
+
+TEST_F(FileBrowser, ThatTheDesktopCannotStartFails) {
+    constexpr int kNoApplication = 3;
+    offerOpener(kNoApplication);
+    EXPECT_EQ(doneByRevealing("/Caches/PROXY"), (QStringList{"opened file:///Caches", "failed"}));
 }
 
 } // namespace
