@@ -150,8 +150,8 @@ void requireRegistry(const std::vector<Triple>& triples) {
     KavroPISSFrameCacheRegistry registry;
     std::vector<Triple> read;
     registry.PrepareKeyValuePairList();
-    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
-        read.push_back({entry->scope, entry->key, entry->stringValue});
+    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
+        read.push_back({entry->projectName, entry->key, entry->value});
     }
     requireComeBack(triples, read, NoValue::IsPassedOver);
 }

@@ -15,15 +15,15 @@ std::string entriesOf(KavroPISSFrameCacheRegistry& registry, std::set<std::strin
     Listing listing;
     int count = 0;
     registry.PrepareKeyValuePairList();
-    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
-        listing.add(entry->scope);
+    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
+        listing.add(entry->projectName);
         listing.add(entry->type);
         listing.add(entry->key);
-        listing.add(entry->stringValue);
+        listing.add(entry->value);
         listing.endEntry();
         ++count;
         if (std::strcmp(entry->key, corvid::kPathToCache) == 0) {
-            roots.insert(entry->stringValue);
+            roots.insert(entry->value);
         }
     }
     require(count == registry.NumberOfKeyValuePairsInList(), "the count is that of the list");

@@ -159,8 +159,7 @@ void KavroPISSConfig::completeFile(const std::string& path) {
 }
 
 bool KavroPISSConfig::Commit() {
-    return m_file.commit({.types = corvid::Types::TextAndInteger,
-                          .header = "",
+    return m_file.commit({.header = "",
                           .commit = "Commit",
                           .invalidType = "Commit",
                           .isHarmless = isHarmlessInConfig,

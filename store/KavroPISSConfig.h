@@ -63,5 +63,5 @@ private:
     corvid::AfterLine readLine(const corvid::KvpFields& fields);
 
     int m_valid = 1;
-    corvid::KvpFile m_file;
+    corvid::TypedKvpFile m_file;
 };

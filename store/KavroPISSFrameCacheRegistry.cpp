@@ -20,9 +20,9 @@ std::vector<std::string> registeredCacheRoots(KavroPISSFrameCacheRegistry& regis
     std::unordered_set<std::string_view> seen; // the registry's texts, which stay as they are here
     seen.reserve(static_cast<std::size_t>(registry.NumberOfKeyValuePairsInList()));
     registry.PrepareKeyValuePairList();
-    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
-        if (std::strcmp(entry->key, kPathToCache) == 0 && seen.insert(entry->stringValue).second) {
-            roots.emplace_back(entry->stringValue);
+    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
+        if (std::strcmp(entry->key, kPathToCache) == 0 && seen.insert(entry->value).second) {
+            roots.emplace_back(entry->value);
         }
     }
     return roots;
@@ -68,8 +68,7 @@ corvid::AfterLine KavroPISSFrameCacheRegistry::readLine(const corvid::KvpFields&
 }
 
 int KavroPISSFrameCacheRegistry::Commit() {
-    const bool isCommitted = m_file.commit({.types = corvid::Types::Text,
-                                            .header = "",
+    const bool isCommitted = m_file.commit({.header = "",
                                             .commit = "PersisentFrameCacheRegistry: Commit",
                                             .invalidType = "PersisentFrameCacheRegistry: Commit",
                                             .isHarmless = isHarmlessInRegistry,

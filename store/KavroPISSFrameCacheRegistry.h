@@ -34,9 +34,8 @@ public:
     int NumberOfKeyValuePairsInList() const { return static_cast<int>(m_file.count()); }
     // Puts the cursor on the first entry; whether there is one.
     int PrepareKeyValuePairList() { return m_file.prepare() ? 1 : 0; }
-    // The entry under the cursor, still owned by the registry; null at the end. Its scope is the
-    // printable hash of the project key, its value a text: the only type the registry knows.
-    tConfigKVPEntry* GetNextKeyValuePairInList() { return m_file.next(); }
+    // The entry under the cursor, still owned by the registry; null at the end.
+    sFrameCacheRegistryEntry* GetNextKeyValuePairInList() { return m_file.next(); }
 
     // Appends an entry for a project key; an existing one stays and is found first. 0 when out of
     // memory and for a null argument.
@@ -55,7 +54,7 @@ private:
     corvid::AfterLine readLine(const corvid::KvpFields& fields);
     int append(const char* operation, const char* hash, const char* key, const char* value);
 
-    corvid::KvpFile m_file;
+    corvid::KvpFile<sFrameCacheRegistryEntry> m_file;
 };
 
 namespace corvid {

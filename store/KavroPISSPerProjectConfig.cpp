@@ -120,8 +120,7 @@ corvid::AfterLine KavroPISSPerProjectConfig::readLine(const corvid::KvpFields& f
 }
 
 bool KavroPISSPerProjectConfig::Commit() {
-    return m_file.commit({.types = corvid::Types::TextAndInteger,
-                          .header = kHeader,
+    return m_file.commit({.header = kHeader,
                           .commit = "Per Project Commit",
                           .invalidType = "Commit",
                           .isHarmless = isHarmlessInProjectFile,

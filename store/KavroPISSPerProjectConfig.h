@@ -71,5 +71,5 @@ private:
     bool isHeaderOfOurs(char* line) const;
 
     std::string m_projectFolder;
-    corvid::KvpFile m_file;
+    corvid::TypedKvpFile m_file;
 };

@@ -21,13 +21,47 @@ tConfigKVPEntry::~tConfigKVPEntry() {
     intValue = 0;
 }
 
-namespace corvid {
-
-void destroyKvpEntry(tConfigKVPEntry* entry) {
-    delete entry;
+sFrameCacheRegistryEntry::~sFrameCacheRegistryEntry() {
+    std::free(projectName);
+    std::free(key);
+    std::free(value);
+    projectName = nullptr;
+    key = nullptr;
+    value = nullptr;
+    next = nullptr;
+    type = 0;
 }
 
-ReadResult KvpFile::read(const TakeLine& take, const std::function<bool(char* text)>& isHeader) {
+namespace corvid {
+
+namespace {
+
+// What the stores see of an entry of either kind.
+char*& scopeOf(tConfigKVPEntry& entry) {
+    return entry.scope;
+}
+char*& scopeOf(sFrameCacheRegistryEntry& entry) {
+    return entry.projectName;
+}
+char*& textOf(tConfigKVPEntry& entry) {
+    return entry.stringValue;
+}
+char*& textOf(sFrameCacheRegistryEntry& entry) {
+    return entry.value;
+}
+// Null in an entry that is no number.
+const int* numberOf(const tConfigKVPEntry& entry) {
+    return entry.type == kKvpInteger ? &entry.intValue : nullptr;
+}
+const int* numberOf(const sFrameCacheRegistryEntry& /*entry*/) {
+    return nullptr;
+}
+
+} // namespace
+
+template <class Entry>
+ReadResult KvpFile<Entry>::read(const TakeLine& take,
+                                const std::function<bool(char* text)>& isHeader) {
     bool isFirst = true;
     m_read = readLines(m_path.c_str(), [&](char* line) {
         if (std::exchange(isFirst, false) && isHeader) {
@@ -43,79 +77,97 @@ ReadResult KvpFile::read(const TakeLine& take, const std::function<bool(char* te
     return m_read;
 }
 
-AddOutcome KvpFile::append(const char* scope, const char* key, const char* value, int type,
-                           int intValue) {
+template <class Entry>
+template <class Fill>
+AddOutcome KvpFile<Entry>::append(const char* scope, const char* key, Fill fill) {
     if (scope == nullptr || key == nullptr) {
         return AddOutcome::NoText;
     }
-    std::unique_ptr<tConfigKVPEntry> entry(new (std::nothrow) tConfigKVPEntry);
+    std::unique_ptr<Entry> entry(new (std::nothrow) Entry);
     if (entry == nullptr) {
         return AddOutcome::OutOfMemory;
     }
-    entry->scope = ::strdup(scope);
+    scopeOf(*entry) = ::strdup(scope);
     entry->key = ::strdup(key);
-    entry->stringValue = value != nullptr ? ::strdup(value) : nullptr;
-    entry->type = type;
-    entry->intValue = intValue;
-    if (entry->scope == nullptr || entry->key == nullptr ||
-        (value != nullptr && entry->stringValue == nullptr)) {
+    if (scopeOf(*entry) == nullptr || entry->key == nullptr || !fill(*entry)) {
         return AddOutcome::OutOfMemory;
     }
     m_entries.append(entry.release());
     return AddOutcome::Added;
 }
 
-AddOutcome KvpFile::add(const char* scope, const char* key, const char* value) {
-    const MutexLock lock(m_mutex);
-    return append(scope, key, value, kKvpString, 0);
-}
-
-AddOutcome KvpFile::add(const char* scope, const char* key, int value) {
-    const MutexLock lock(m_mutex);
-    return append(scope, key, nullptr, kKvpInteger, value);
-}
-
-AddOutcome KvpFile::addUnlocked(const char* scope, const char* key,
-                                const char* value) CORVID_NO_THREAD_ANALYSIS {
-    const AddOutcome outcome = append(scope, key, value, kKvpString, 0);
-    m_isCut = m_isCut || outcome == AddOutcome::OutOfMemory;
-    return outcome;
-}
-
-AddOutcome KvpFile::addUnlocked(const char* scope, const char* key,
-                                int value) CORVID_NO_THREAD_ANALYSIS {
-    const AddOutcome outcome = append(scope, key, nullptr, kKvpInteger, value);
-    m_isCut = m_isCut || outcome == AddOutcome::OutOfMemory;
-    return outcome;
-}
-
-tConfigKVPEntry* KvpFile::find(const char* scope, const char* key) const {
-    if (scope == nullptr || key == nullptr) {
-        return nullptr;
-    }
-    return m_entries.find([scope, key](const tConfigKVPEntry& entry) {
-        return std::strcmp(entry.key, key) == 0 && std::strcmp(entry.scope, scope) == 0;
+template <class Entry>
+AddOutcome KvpFile<Entry>::appendText(const char* scope, const char* key, const char* value) {
+    return append(scope, key, [value](Entry& entry) {
+        entry.type = kKvpString;
+        textOf(entry) = value != nullptr ? ::strdup(value) : nullptr;
+        return value == nullptr || textOf(entry) != nullptr;
     });
 }
 
-bool KvpFile::getItem(char** value, const char* scope, const char* key) const {
+AddOutcome TypedKvpFile::appendNumber(const char* scope, const char* key, int value) {
+    return append(scope, key, [value](tConfigKVPEntry& entry) {
+        entry.type = kKvpInteger;
+        entry.intValue = value;
+        return true;
+    });
+}
+
+template <class Entry>
+AddOutcome KvpFile<Entry>::whileReading(AddOutcome outcome) {
+    m_isCut = m_isCut || outcome == AddOutcome::OutOfMemory;
+    return outcome;
+}
+
+template <class Entry>
+AddOutcome KvpFile<Entry>::add(const char* scope, const char* key, const char* value) {
     const MutexLock lock(m_mutex);
-    const tConfigKVPEntry* entry = find(scope, key);
-    *value =
-        entry != nullptr && entry->stringValue != nullptr ? ::strdup(entry->stringValue) : nullptr;
+    return appendText(scope, key, value);
+}
+
+AddOutcome TypedKvpFile::add(const char* scope, const char* key, int value) {
+    const MutexLock lock(m_mutex);
+    return appendNumber(scope, key, value);
+}
+
+template <class Entry>
+AddOutcome KvpFile<Entry>::addUnlocked(const char* scope, const char* key, const char* value) {
+    return whileReading(appendText(scope, key, value));
+}
+
+AddOutcome TypedKvpFile::addUnlocked(const char* scope, const char* key, int value) {
+    return whileReading(appendNumber(scope, key, value));
+}
+
+template <class Entry>
+Entry* KvpFile<Entry>::find(const char* scope, const char* key) const {
+    if (scope == nullptr || key == nullptr) {
+        return nullptr;
+    }
+    return m_entries.find([scope, key](Entry& entry) {
+        return std::strcmp(entry.key, key) == 0 && std::strcmp(scopeOf(entry), scope) == 0;
+    });
+}
+
+template <class Entry>
+bool KvpFile<Entry>::getItem(char** value, const char* scope, const char* key) const {
+    const MutexLock lock(m_mutex);
+    Entry* entry = find(scope, key);
+    *value = entry != nullptr && textOf(*entry) != nullptr ? ::strdup(textOf(*entry)) : nullptr;
     return *value != nullptr;
 }
 
-bool KvpFile::getItem(int* value, const char* scope, const char* key) const {
+bool TypedKvpFile::getItem(int* value, const char* scope, const char* key) const {
     const MutexLock lock(m_mutex);
     const tConfigKVPEntry* entry = find(scope, key);
     *value = entry != nullptr ? entry->intValue : 0;
     return entry != nullptr;
 }
 
-bool KvpFile::changeItem(const char* scope, const char* key, const char* value) {
+template <class Entry>
+bool KvpFile<Entry>::changeItem(const char* scope, const char* key, const char* value) {
     const MutexLock lock(m_mutex);
-    tConfigKVPEntry* entry = find(scope, key);
+    Entry* entry = find(scope, key);
     if (entry == nullptr) {
         return false;
     }
@@ -123,12 +175,12 @@ bool KvpFile::changeItem(const char* scope, const char* key, const char* value) 
     if (value != nullptr && copy == nullptr) {
         return false;
     }
-    std::free(entry->stringValue);
-    entry->stringValue = copy;
+    std::free(textOf(*entry));
+    textOf(*entry) = copy;
     return true;
 }
 
-bool KvpFile::changeItem(const char* scope, const char* key, int value) {
+bool TypedKvpFile::changeItem(const char* scope, const char* key, int value) {
     const MutexLock lock(m_mutex);
     tConfigKVPEntry* entry = find(scope, key);
     if (entry != nullptr) {
@@ -137,38 +189,46 @@ bool KvpFile::changeItem(const char* scope, const char* key, int value) {
     return entry != nullptr;
 }
 
-std::size_t KvpFile::removeScope(const char* scope) {
+template <class Entry>
+std::size_t KvpFile<Entry>::removeScope(const char* scope) {
     const MutexLock lock(m_mutex);
     return m_entries.removeIf(
-        [scope](const tConfigKVPEntry& entry) { return std::strcmp(entry.scope, scope) == 0; });
+        [scope](Entry& entry) { return std::strcmp(scopeOf(entry), scope) == 0; });
 }
 
-bool KvpFile::prepare() {
+template <class Entry>
+bool KvpFile<Entry>::prepare() {
     const MutexLock lock(m_mutex);
     return m_entries.prepare();
 }
 
-tConfigKVPEntry* KvpFile::next() {
+template <class Entry>
+Entry* KvpFile<Entry>::next() {
     const MutexLock lock(m_mutex);
     return m_entries.next();
 }
 
-std::uint32_t KvpFile::count() const {
+template <class Entry>
+std::uint32_t KvpFile<Entry>::count() const {
     const MutexLock lock(m_mutex);
     return static_cast<std::uint32_t>(m_entries.count());
 }
 
-void KvpFile::clear() {
+template <class Entry>
+void KvpFile<Entry>::clear() {
     const MutexLock lock(m_mutex);
     m_entries.clear();
 }
 
-KvpFile::FormatOutcome KvpFile::formatLines(std::string& out, const CommitRules& rules) const {
-    for (const tConfigKVPEntry* entry = m_entries.head(); entry != nullptr; entry = entry->next) {
+template <class Entry>
+typename KvpFile<Entry>::FormatOutcome KvpFile<Entry>::formatLines(std::string& out,
+                                                                   const CommitRules& rules) const {
+    for (Entry* entry = m_entries.head(); entry != nullptr; entry = entry->next) {
+        const char* scope = scopeOf(*entry);
         if (entry->type == kKvpString) {
-            appendKvpLine(out, "", entry->scope, entry->key, entry->stringValue, rules.isHarmless);
-        } else if (entry->type == kKvpInteger && rules.types == Types::TextAndInteger) {
-            appendKvpLine(out, "", entry->scope, entry->key, entry->intValue, rules.isHarmless);
+            appendKvpLine(out, "", scope, entry->key, textOf(*entry), rules.isHarmless);
+        } else if (const int* number = numberOf(*entry); number != nullptr) {
+            appendKvpLine(out, "", scope, entry->key, *number, rules.isHarmless);
         } else {
             return FormatOutcome::InvalidType;
         }
@@ -176,7 +236,8 @@ KvpFile::FormatOutcome KvpFile::formatLines(std::string& out, const CommitRules&
     return FormatOutcome::Complete;
 }
 
-ReplaceOutcome KvpFile::replace(const CommitRules& rules, FormatOutcome& format) {
+template <class Entry>
+ReplaceOutcome KvpFile<Entry>::replace(const CommitRules& rules, FormatOutcome& format) {
     // What could not be read must not be replaced by what little is known of it.
     if (m_read == ReadResult::Unreadable) {
         return ReplaceOutcome::NotOpened;
@@ -191,7 +252,8 @@ ReplaceOutcome KvpFile::replace(const CommitRules& rules, FormatOutcome& format)
     }
 }
 
-bool KvpFile::commit(const CommitRules& rules) {
+template <class Entry>
+bool KvpFile<Entry>::commit(const CommitRules& rules) {
     const MutexLock lock(m_mutex);
     if (m_path.empty() && m_read != ReadResult::Unreadable) {
         return false;
@@ -214,5 +276,8 @@ bool KvpFile::commit(const CommitRules& rules) {
     }
     return format == FormatOutcome::Complete;
 }
+
+template class KvpFile<tConfigKVPEntry>;
+template class KvpFile<sFrameCacheRegistryEntry>;
 
 } // namespace corvid

@@ -33,11 +33,11 @@ std::unique_ptr<FrameCacheEntry> plainWalk(CacheDataSource& builder) {
     KavroPISSFrameCacheRegistry registry;
     registry.PrepareKeyValuePairList();
     std::set<std::string> visited;
-    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
+    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
         if (std::strcmp(entry->key, "PathToCache") != 0) {
             continue;
         }
-        std::string value = entry->stringValue;
+        std::string value = entry->value;
         CacheDataSource::stripTrailingSlashes(value.data());
         value = value.c_str();
         if (!visited.insert(value).second) {

@@ -72,9 +72,9 @@ int witnessNumber(std::size_t program, std::uint64_t serial) {
 std::string registryText(KavroPISSFrameCacheRegistry& registry) {
     std::string text;
     registry.PrepareKeyValuePairList();
-    while (const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList()) {
-        text.append(entry->scope).append(" string\t").append(entry->key);
-        text.append(" ").append(entry->stringValue).append("\n");
+    while (const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList()) {
+        text.append(entry->projectName).append(" string\t").append(entry->key);
+        text.append(" ").append(entry->value).append("\n");
     }
     return text;
 }

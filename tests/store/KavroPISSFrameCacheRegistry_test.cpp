@@ -69,17 +69,29 @@ TEST_F(RegistryTest, EveryLineIsReadInFileOrder) {
     KavroPISSFrameCacheRegistry registry;
     EXPECT_EQ(2, registry.NumberOfKeyValuePairsInList());
     ASSERT_EQ(1, registry.PrepareKeyValuePairList());
-    const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList();
+    const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList();
     ASSERT_NE(nullptr, entry);
-    EXPECT_STREQ("aaaa", entry->scope);
+    EXPECT_STREQ("aaaa", entry->projectName);
     EXPECT_EQ(0, entry->type);
     EXPECT_STREQ("PathToCache", entry->key);
-    EXPECT_STREQ("/a place/cache/", entry->stringValue);
+    EXPECT_STREQ("/a place/cache/", entry->value);
     entry = registry.GetNextKeyValuePairInList();
     ASSERT_NE(nullptr, entry);
-    EXPECT_STREQ("bbbb", entry->scope);
-    EXPECT_STREQ("value ", entry->stringValue);
+    EXPECT_STREQ("bbbb", entry->projectName);
+    EXPECT_STREQ("value ", entry->value);
     EXPECT_EQ(nullptr, registry.GetNextKeyValuePairInList());
+}
+
+TEST_F(RegistryTest, AnEntryIsARecordOfProjectTypeKeyAndValue) {
+    write("aaaa string\tPathToCache /cache/\nbbbb string\tother value\n");
+    KavroPISSFrameCacheRegistry registry;
+    ASSERT_EQ(1, registry.PrepareKeyValuePairList());
+    const auto& [project, type, key, value, next] = *registry.GetNextKeyValuePairInList();
+    EXPECT_STREQ("aaaa", project);
+    EXPECT_EQ(0, type);
+    EXPECT_STREQ("PathToCache", key);
+    EXPECT_STREQ("/cache/", value);
+    EXPECT_EQ(next, registry.GetNextKeyValuePairInList());
 }
 
 TEST_F(RegistryTest, AnEmptyLineHidesEveryLineBehindIt) {
