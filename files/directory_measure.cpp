@@ -151,6 +151,7 @@ std::vector<std::string> unreadablePaths(DirectoryMeasure measure) {
     std::stable_sort(files.begin(), files.end(),
                      [](const auto& left, const auto& right) { return left.place < right.place; });
     std::vector<std::string> paths;
+    paths.reserve(files.size());
     for (DirectoryMeasure::UnreadableFile& file : files) {
         paths.push_back(std::move(file.path));
     }

@@ -307,8 +307,8 @@ int KavroPISSConfigHelper::determineIfCacheWillOverflow(int frameCount,
 namespace {
 
 // The next "PathToCache" entry from the cursor on; null at the end.
-const tConfigKVPEntry* nextCacheRoot(KavroPISSFrameCacheRegistry& registry) {
-    const tConfigKVPEntry* entry = registry.GetNextKeyValuePairInList();
+const sFrameCacheRegistryEntry* nextCacheRoot(KavroPISSFrameCacheRegistry& registry) {
+    const sFrameCacheRegistryEntry* entry = registry.GetNextKeyValuePairInList();
     while (entry != nullptr && std::strcmp(entry->key, corvid::kPathToCache) != 0) {
         entry = registry.GetNextKeyValuePairInList();
     }
@@ -321,11 +321,11 @@ int KavroPISSConfigHelper::_hasFrameCacheRegistryDirectoryAlreadBeenProcessed(
     KavroPISSFrameCacheRegistry& registry, const char* path, int number) {
     registry.PrepareKeyValuePairList();
     for (int i = 0; i < number; ++i) {
-        const tConfigKVPEntry* entry = nextCacheRoot(registry);
+        const sFrameCacheRegistryEntry* entry = nextCacheRoot(registry);
         if (entry == nullptr) {
             return 0;
         }
-        if (std::strcmp(entry->stringValue, path) == 0) {
+        if (std::strcmp(entry->value, path) == 0) {
             return 1;
         }
     }
@@ -338,10 +338,10 @@ std::uint64_t KavroPISSConfigHelper::_calculateSizeOfAllFrameCaches() {
     std::uint64_t total = 0;
     int number = 0;
     walked.PrepareKeyValuePairList();
-    while (const tConfigKVPEntry* entry = nextCacheRoot(walked)) {
-        if (_hasFrameCacheRegistryDirectoryAlreadBeenProcessed(lookedBackIn, entry->stringValue,
+    while (const sFrameCacheRegistryEntry* entry = nextCacheRoot(walked)) {
+        if (_hasFrameCacheRegistryDirectoryAlreadBeenProcessed(lookedBackIn, entry->value,
                                                                number++) == 0) {
-            total += KavroPISSFrameCache(entry->stringValue).GetSize();
+            total += KavroPISSFrameCache(entry->value).GetSize();
         }
     }
     return total;

@@ -63,6 +63,22 @@ TEST_P(FirstWindow, HasASettingsSheetThatFitsToo) {
         << sheet.geometry.width() << "x" << sheet.geometry.height();
 }
 
+TEST_P(FirstWindow, HasAFolderChooserThatFitsToo) {
+    makeCache();
+    session.pressKey(startProgram().id, "Ctrl+comma");
+    const XWindow sheet = session.waitForWindow("Cache Manager Settings");
+
+    for (int i = 0; i < 6; ++i) { // from the first field to the button that opens it
+        session.pressKey(sheet.id, "Tab");
+    }
+    session.pressKey(sheet.id, "space");
+
+    const XWindow chooser = session.waitForWindow("Select a new location for the cache files");
+    session.waitUntilIdle(chooser.id);
+    EXPECT_TRUE(QRect(QPoint(0, 0), GetParam().size).contains(chooser.geometry))
+        << chooser.geometry.width() << "x" << chooser.geometry.height();
+}
+
 INSTANTIATE_TEST_SUITE_P(Screens, FirstWindow,
                          ::testing::Values(Screen{{1366, 768}, 1}, Screen{{1366, 768}, 1.25},
                                            Screen{{1366, 768}, 1.5}, Screen{{1366, 768}, 2},

@@ -1,6 +1,7 @@
 #include "store/KavroPISSConfigHelper.h"
 
 #include "runtime/maro_log.h"
+#include "store/KavroPISSConfig.h"
 #include "tests/support/forked_child.h"
 #include "tests/support/product_root.h"
 
@@ -65,6 +66,33 @@ protected:
     KavroPISSProjectKeys project{root.path("Shots/Edit.aep").c_str()};
     KavroPISSCompKeys composition{"comp identity", "comp", &project};
 };
+
+// What the queries are made of can be asked by itself: each level, and the walk through them.
+TEST_F(ConfigHelperQueryTest, EachLevelGivesItsOwnNumber) {
+    setGlobal(1);
+    setProject(2);
+    setComposition(30);
+    KavroPISSConfig global;
+    KavroPISSPerProjectConfig stored(project.folder.c_str());
+    int value = 0;
+    EXPECT_EQ(1, Helper::_getPISSConfigData(global, &value, "default", "size", 0, 9, true));
+    EXPECT_EQ(1, value);
+    EXPECT_EQ(0, Helper::_getPISSConfigData(global, &value, "default", "none", 0, 9, true));
+    const char* const identity = project.identity.c_str();
+    EXPECT_EQ(1, Helper::_getPISSProjectConfigData(stored, &value, identity, "size", 0, 9, true));
+    EXPECT_EQ(2, value);
+    const char* const ofComposition = composition.identity.c_str();
+    EXPECT_EQ(0, Helper::_getPISSCompConfigData(stored, &value, ofComposition, "size", 0, 9, true));
+    EXPECT_EQ(1,
+              Helper::_getPISSCompConfigData(stored, &value, ofComposition, "size", 0, 9, false));
+    EXPECT_EQ(30, value);
+    EXPECT_EQ(1, Helper::_queryIntegerSettingBounded(&value, "size", 0, 9, "default", &project,
+                                                     &composition, true));
+    EXPECT_EQ(2, value) << "the composition's is outside";
+    EXPECT_EQ(1, Helper::_queryIntegerSettingBounded(&value, "size", 0, 9, "default", &project,
+                                                     &composition, false));
+    EXPECT_EQ(30, value);
+}
 
 TEST_F(ConfigHelperQueryTest, TheMostSpecificTextIsTaken) {
     EXPECT_EQ("0:", text());

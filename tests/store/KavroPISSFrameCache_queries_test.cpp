@@ -122,10 +122,13 @@ TEST_F(FrameCacheQueriesTest, TheNewestFrameGivesTheDate) {
 }
 
 // The walk through the frames ends at -1, which is the number of such a name, too.
-TEST_F(FrameCacheQueriesTest, ANameThatStepsAsMinusOneEndsTheLookingForADate) {
+class FrameCacheMinusOneTest : public FrameCacheQueriesTest,
+                               public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(FrameCacheMinusOneTest, EndsTheLookingForADate) {
     KavroPISSFrameCache model(cache().c_str(), "p", "c", "PROXY");
     const std::string folder = feature("p", "c", "PROXY");
-    for (const char* name : {"a", "-1.raw", "b", "c", "d", "e", "f", "g"}) {
+    for (const char* name : {"a", GetParam(), "b", "c", "d", "e", "f", "g"}) {
         writeFile(folder + name, "");
     }
     ASSERT_EQ(1, model.PrepareFrameCacheList());
@@ -142,8 +145,8 @@ TEST_F(FrameCacheQueriesTest, ANameThatStepsAsMinusOneEndsTheLookingForADate) {
             break;
         }
         setTime(path, time);
-        isEnded = isEnded || std::string(name) == "-1.raw";
-        hasMissed = hasMissed || (isEnded && std::string(name) != "-1.raw");
+        isEnded = isEnded || std::string(name) == GetParam();
+        hasMissed = hasMissed || (isEnded && std::string(name) != GetParam());
         expected = isEnded ? expected : time;
     }
     ASSERT_TRUE(hasMissed) << "nothing stands behind the name in this file system's order";
@@ -155,6 +158,9 @@ TEST_F(FrameCacheQueriesTest, ANameThatStepsAsMinusOneEndsTheLookingForADate) {
         EXPECT_EQ(0, measuredDate(folder));
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Names, FrameCacheMinusOneTest,
+                         ::testing::Values("-1.raw", "-1", " -1", "-01", "\t-1 x"));
 
 TEST_F(FrameCacheQueriesTest, ARelativeRootIsMeasuredWhereTheDirectoryCannotBeRead) {
     addFrame("p", "c", "PROXY", 1234);

@@ -114,6 +114,32 @@ TEST_F(FrameCacheRemovalSafetyTest, DirectoriesOnTheWayNeedNotBeReadable) {
     EXPECT_FALSE(exists(composition + "/SPEC_RENDER/00000001.raw"));
 }
 
+// A root that may be searched and no more: the project in it is emptied, it itself cannot go.
+TEST_F(FrameCacheRemovalSafetyTest, AProjectOfARootThatCannotBeReadIsEmptied) {
+    writeFile(project() + "/" + hashOf("c") + "/PROXY/00000001.raw", "");
+    const KavroPISSFrameCache tables(cache().c_str(), "p", "c");
+    corvid::test::letOthersIn(root);
+    for (const std::string& path :
+         {project(), project() + "/" + hashOf("c"), project() + "/" + hashOf("c") + "/PROXY"}) {
+        ASSERT_EQ(0, ::chown(path.c_str(), corvid::test::kNobody, corvid::test::kNobody));
+    }
+    ASSERT_EQ(0, ::chmod(cache().c_str(), 0111));
+    EXPECT_TRUE(holdsInChild([&] {
+        return corvid::test::becomeNobody() &&
+               KavroPISSFrameCache(cache().c_str()).DeleteProject("p") == 0;
+    }));
+    EXPECT_TRUE(exists(project()));
+    EXPECT_FALSE(exists(project() + "/" + hashOf("c")));
+    // In a root of the user's own it goes, too.
+    ASSERT_EQ(0, ::chown(cache().c_str(), corvid::test::kNobody, corvid::test::kNobody));
+    ASSERT_EQ(0, ::chmod(cache().c_str(), 0311));
+    EXPECT_TRUE(holdsInChild([&] {
+        return corvid::test::becomeNobody() &&
+               KavroPISSFrameCache(cache().c_str()).DeleteProject("p") == 1;
+    }));
+    EXPECT_FALSE(exists(project()));
+}
+
 TEST_F(FrameCacheRemovalSafetyTest, LinksGoAsFilesAndTheirTargetsStay) {
     makeDirectory(project() + "/c");
     linkToGuarded(project() + "/folder");

@@ -53,6 +53,13 @@ TEST(KavroPISSProjectKeysTest, AnEmptyPathHasNothingButTheMark) {
     EXPECT_EQ("::*::", keys.identity);
 }
 
+TEST(KavroPISSProjectKeysTest, ANullPathIsAnEmptyOne) {
+    const KavroPISSProjectKeys keys(nullptr);
+    EXPECT_EQ("::*::", keys.identity);
+    EXPECT_EQ("", keys.name);
+    EXPECT_EQ("", keys.folder);
+}
+
 TEST_F(PerProjectConfigTest, ANullFolderIsWarnedAbout) {
     KavroPISSPerProjectConfig config(nullptr);
     EXPECT_THAT(

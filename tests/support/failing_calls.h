@@ -18,7 +18,7 @@ enum class Call {
     Malloc,       // malloc
     Strdup,       // strdup
     New,          // operator new(std::nothrow) and new[](std::nothrow)
-    AnyNew,       // every operator new but the aligned ones, in programs that link replaced_new.cpp
+    AnyNew,       // every operator new, in programs that link replaced_new.cpp
     CreateThread, // pthread_create
     Open,         // open, openat and their 64-bit and fortified names
     Read,         // read, pread

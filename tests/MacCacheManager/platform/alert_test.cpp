@@ -176,6 +176,7 @@ TEST_F(AlertMessageText, AVeryLongOneStaysOnTheScreenAndScrolls) {
     show(QString("line\n").repeated(500), [](QTextEdit& text) {
         EXPECT_LE(text.window()->height(), text.screen()->availableGeometry().height());
         EXPECT_TRUE(text.verticalScrollBar()->isVisible());
+        EXPECT_EQ(text.verticalScrollBar()->value(), 0);
     });
 }
 
