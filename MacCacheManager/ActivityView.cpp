@@ -7,10 +7,11 @@
 #include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPainter>
 
-#include <utility>
+#include <functional>
 
 namespace {
 
@@ -23,11 +24,17 @@ constexpr int kLineFontSize = 11;
 // pressed before must not stay down.
 class InputDropper : public QObject {
 public:
-    InputDropper() { qApp->installEventFilter(this); }
+    explicit InputDropper(const std::function<void()>& onEscape) : m_onEscape(onEscape) {
+        qApp->installEventFilter(this);
+    }
     ~InputDropper() override { qApp->removeEventFilter(this); }
     Q_DISABLE_COPY_MOVE(InputDropper)
 
     bool eventFilter(QObject* /*watched*/, QEvent* event) override {
+        if (event->type() == QEvent::KeyPress &&
+            static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+            m_onEscape();
+        }
         switch (event->type()) {
         case QEvent::MouseButtonPress:
         case QEvent::MouseButtonDblClick:
@@ -43,12 +50,10 @@ public:
             return false;
         }
     }
-};
 
-void handleEventsButInput() {
-    const InputDropper dropper;
-    QCoreApplication::processEvents();
-}
+private:
+    const std::function<void()>& m_onEscape;
+};
 
 } // namespace
 
@@ -82,7 +87,12 @@ void ActivityView::startAnimation() {
 }
 
 void ActivityView::showFilesRead(std::uint64_t files) {
-    showLine(tr("Reading the cache: %1").arg(corvid::filesText(files)));
+    const QString line =
+        m_isStoppable ? tr("Reading the cache: %1 (Esc stops)") : tr("Reading the cache: %1");
+    showLine(line.arg(corvid::filesText(files)));
+    if (isVisible()) {
+        handleEventsButInput(); // what else is to be painted does not wait for the spinner's turn
+    }
 }
 
 void ActivityView::showLine(const QString& line) {
@@ -95,6 +105,17 @@ void ActivityView::showLine(const QString& line) {
     setLine(line);
     ++m_step;
     repaintNow();
+}
+
+void ActivityView::handleEventsButInput() {
+    m_mayInputWait = true;
+    const std::function<void()> onEscape = [this] {
+        if (m_isStoppable && m_isAnimating) {
+            emit stopRequested();
+        }
+    };
+    const InputDropper dropper(onEscape);
+    QCoreApplication::processEvents();
 }
 
 void ActivityView::stopAnimation() {
@@ -111,15 +132,15 @@ void ActivityView::repaintNow() {
     ++m_repaints;
     m_sinceRepaint.start();
     if (isVisible()) {
-        m_mayInputWait = true;
         repaint();
         handleEventsButInput();
     }
 }
 
 void ActivityView::dropWaitingInput() {
-    if (std::exchange(m_mayInputWait, false)) {
+    if (m_mayInputWait) {
         handleEventsButInput();
+        m_mayInputWait = false;
     }
 }
 

@@ -11,7 +11,8 @@ class QLabel;
 
 // A turning spinner beside one line of text; it keeps its place, and shows nothing, while nothing
 // is being done. It repaints at most twenty times a second. What the user presses meanwhile is
-// dropped, because it was meant for the list as it was; the window's closing is let through.
+// dropped, because it was meant for the list as it was; the window's closing is let through, and
+// Escape where what is done can be stopped.
 class ActivityView : public QWidget, public corvid::BuildIndicator {
     Q_OBJECT
 
@@ -28,9 +29,14 @@ public:
     // something.
     void dropWaitingInput();
     bool isAnimating() const { return m_isAnimating; }
+    // Whether Escape asks for the end of what is being done.
+    void setStoppable(bool isStoppable) { m_isStoppable = isStoppable; }
     QString line() const;
     // How often it has been repainted since it was last started.
     int repaints() const { return m_repaints; }
+
+signals:
+    void stopRequested();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -38,11 +44,13 @@ protected:
 private:
     void setLine(const QString& line);
     void repaintNow();
+    void handleEventsButInput();
     QRectF spinnerRect() const;
 
     QLabel* m_label;
     QElapsedTimer m_sinceRepaint;
     bool m_isAnimating = false;
+    bool m_isStoppable = false;
     bool m_mayInputWait = false; // something was shown since input was last dropped for good
     int m_step = 0;
     int m_repaints = 0;

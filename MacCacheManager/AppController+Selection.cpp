@@ -31,7 +31,12 @@ bool isOlder(const FrameCacheEntry* left, const FrameCacheEntry* right) {
 } // namespace
 
 void AppController::refreshData() {
-    runCommand(&AppController::refreshData, [this] { rebuildTree(); });
+    runCommand(&AppController::refreshData, [this] {
+        // Only here: after a deletion or a move the tree that was there is no longer true.
+        m_progressSpinner->setStoppable(true);
+        rebuildTree();
+        m_progressSpinner->setStoppable(false);
+    });
 }
 
 void AppController::rebuildTree() {
@@ -56,6 +61,8 @@ void AppController::showWhyEmpty() {
     if (m_dataSource.getRootNode()->getNumberOfChildren() > 0 ||
         !m_dataSource.shouldProvideData()) {
         why = QString();
+    } else if (sources.isStopped) {
+        why = tr("The reading was stopped. Refresh reads anew.");
     } else if (!sources.hasRegistry) {
         why = tr("No cache is registered on this machine yet: the registry of cache folders does "
                  "not exist or cannot be read.");

@@ -78,6 +78,8 @@ void AppController::setupFonts() {
 void AppController::connectWindow() {
     connect(m_outlineView, &CacheOutlineView::selectionDidChange, this,
             &AppController::outlineViewSelectionDidChange);
+    connect(m_progressSpinner, &ActivityView::stopRequested, this,
+            [this] { m_dataSource.stopReading(); });
     connect(m_window.get(), &CorvidPanel::windowWillClose, this, &AppController::windowWillClose);
     connect(m_settingsSheet, &corvid::SettingsSheet::saveRequested, this,
             &AppController::saveSettings);

@@ -10,7 +10,10 @@
 #include "store/product_paths.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <future>
+#include <system_error>
 #include <unordered_set>
 
 CacheDataSource::CacheDataSource() {
@@ -18,32 +21,35 @@ CacheDataSource::CacheDataSource() {
 }
 
 void CacheDataSource::reload() {
-    m_rootNode = nullptr;
     populateDatasource();
 }
 
 void CacheDataSource::populateDatasource() {
-    m_rootNode = std::make_unique<FrameCacheEntry>(corvid::kRootNode, "none", "root");
-    m_sources = {};
     m_isStopped = false;
     if (!m_shouldProvideData) {
+        m_rootNode = std::make_unique<FrameCacheEntry>(corvid::kRootNode, "none", "root");
+        m_sources = {};
         return;
     }
     if (m_progressSpinner != nullptr) {
         m_progressSpinner->startAnimation();
     }
-    readTree();
-    calculateFilecountForNode(m_rootNode.get());
-    calculateFilesizeForNode(m_rootNode.get());
-    calculateLastModifiedForNode(m_rootNode.get());
+    corvid::BuildSources sources;
+    const corvid::CacheReading reading = readWhileShowing(cacheRoots(sources));
+    if (reading.isStopped) {
+        m_sources.isStopped = true;
+    } else {
+        m_sources = sources;
+        m_rootNode = treeOf(reading);
+    }
     if (m_progressSpinner != nullptr) {
         m_progressSpinner->stopAnimation();
     }
 }
 
-std::vector<std::string> CacheDataSource::cacheRoots() {
+std::vector<std::string> CacheDataSource::cacheRoots(corvid::BuildSources& sources) {
     const std::string registryPath = corvid::productPath(assignCorvidProFrameCacheRegistryFilePath);
-    m_sources.hasRegistry = corvid::openTextFile(registryPath.c_str()).isOpen();
+    sources.hasRegistry = corvid::openTextFile(registryPath.c_str()).isOpen();
     KavroPISSFrameCacheRegistry registry;
     std::vector<std::string> roots;
     std::unordered_set<std::string> visited;
@@ -54,37 +60,55 @@ std::vector<std::string> CacheDataSource::cacheRoots() {
             roots.push_back(std::move(value));
         }
     }
-    m_sources.roots = static_cast<int>(roots.size());
+    sources.roots = static_cast<int>(roots.size());
     return roots;
 }
 
-void CacheDataSource::readTree() {
-    corvid::ReadingOptions options;
-    options.roots = cacheRoots();
-    options.stop = &m_isStopped;
-    for (const std::string& root : options.roots) {
+// The window goes on being painted while other threads read.
+corvid::CacheReading CacheDataSource::readWhileShowing(std::vector<std::string> roots) {
+    for (const std::string& root : roots) {
         PISSCreateDirectoryPath(corvid::rootPath(root).c_str()); // as opening a model does
     }
-    const corvid::CacheReading reading = corvid::readCaches(options, [this](std::uint64_t files) {
-        if (m_progressSpinner != nullptr) {
-            m_progressSpinner->showFilesRead(files);
-        }
-    });
-    if (reading.isStopped) {
-        return;
+    const corvid::ReadingOptions options{.roots = std::move(roots), .stop = &m_isStopped};
+    if (m_progressSpinner == nullptr) {
+        return corvid::readCaches(options);
     }
+    constexpr std::chrono::milliseconds kFrame{16};
+    std::atomic<std::uint64_t> filesRead = 0;
+    std::future<corvid::CacheReading> reading;
+    try {
+        reading = std::async(std::launch::async, [&options, &filesRead] {
+            return corvid::readCaches(options,
+                                      [&filesRead](std::uint64_t files) { filesRead = files; });
+        });
+    } catch (const std::system_error&) { // no thread to be had
+        return corvid::readCaches(
+            options, [this](std::uint64_t files) { m_progressSpinner->showFilesRead(files); });
+    }
+    while (reading.wait_for(kFrame) != std::future_status::ready) {
+        m_progressSpinner->showFilesRead(filesRead);
+    }
+    return reading.get();
+}
+
+std::unique_ptr<FrameCacheEntry> CacheDataSource::treeOf(const corvid::CacheReading& reading) {
+    auto tree = std::make_unique<FrameCacheEntry>(corvid::kRootNode, "none", "root");
     std::vector<int> ends; // of each root's nodes
     for (const corvid::ReadRoot& root : reading.roots) {
-        m_sources.unreadableRoots += corvid::addProjects(*m_rootNode, root) ? 0 : 1;
-        ends.push_back(m_rootNode->getNumberOfChildren());
+        m_sources.unreadableRoots += corvid::addProjects(*tree, root) ? 0 : 1;
+        ends.push_back(tree->getNumberOfChildren());
     }
     int next = 0;
     for (std::size_t i = 0; i < reading.roots.size(); ++i) {
         corvid::RootTables tables = reading.roots[i].tables;
         for (; next < ends[i]; ++next) {
-            corvid::addContents(*m_rootNode->getChildAt(next), reading.roots[i], tables);
+            corvid::addContents(*tree->getChildAt(next), reading.roots[i], tables);
         }
     }
+    calculateFilecountForNode(tree.get());
+    calculateFilesizeForNode(tree.get());
+    calculateLastModifiedForNode(tree.get());
+    return tree;
 }
 
 void CacheDataSource::addCompsToNode(FrameCacheEntry* project, const char* projectName,

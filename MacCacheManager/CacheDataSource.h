@@ -17,7 +17,8 @@
 
 namespace corvid {
 
-// Shows that the tree is being built. Called on the thread that builds it.
+// Shows that the tree is being built. Called on the thread that asked for it, many times a second
+// while others read.
 class BuildIndicator {
 public:
     virtual ~BuildIndicator() = default;
@@ -31,6 +32,7 @@ struct BuildSources {
     bool hasRegistry = false;
     int roots = 0;
     int unreadableRoots = 0;
+    bool isStopped = false; // a later build was stopped, so that this one stays
 };
 
 } // namespace corvid
@@ -47,11 +49,11 @@ public:
     // Not owned; null for none.
     void setProgressSpinner(corvid::BuildIndicator* spinner) { m_progressSpinner = spinner; }
 
-    // Drops the tree, and every node with it, and builds a new one from the disk. Returns when it
-    // is done.
+    // Builds a new tree from the disk in place of the present one, which goes with every node of
+    // it. Returns when it is done; a build that was stopped leaves the present tree.
     void reload();
     void populateDatasource();
-    // Ends the build that is at work soon; nothing of it is shown. For the indicator's time.
+    // Ends the build that is at work soon. For the indicator's time.
     void stopReading() { m_isStopped = true; }
     FrameCacheEntry* getRootNode() const { return m_rootNode.get(); }
     const corvid::BuildSources& sources() const { return m_sources; }
@@ -82,8 +84,9 @@ public:
                                                  const FrameCacheEntry* item) const;
 
 private:
-    std::vector<std::string> cacheRoots();
-    void readTree();
+    static std::vector<std::string> cacheRoots(corvid::BuildSources& sources);
+    corvid::CacheReading readWhileShowing(std::vector<std::string> roots);
+    std::unique_ptr<FrameCacheEntry> treeOf(const corvid::CacheReading& reading);
 
     std::unique_ptr<FrameCacheEntry> m_rootNode;
     bool m_shouldProvideData = false;

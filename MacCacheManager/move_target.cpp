@@ -19,14 +19,14 @@ namespace corvid {
 
 namespace {
 
-using Identity = std::pair<dev_t, ino_t>;
+using DeviceAndInode = std::pair<dev_t, ino_t>;
 
-std::optional<Identity> identityOf(const std::string& path) {
+std::optional<DeviceAndInode> identityOf(const std::string& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
         return std::nullopt;
     }
-    return Identity(status.st_dev, status.st_ino);
+    return DeviceAndInode(status.st_dev, status.st_ino);
 }
 
 // "/" has no parent: empty.
@@ -54,8 +54,8 @@ bool looksLikeHash(std::string_view name) {
            name.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-std::set<Identity> projectDirectories(const std::vector<std::string>& cacheRoots) {
-    std::set<Identity> directories;
+std::set<DeviceAndInode> projectDirectories(const std::vector<std::string>& cacheRoots) {
+    std::set<DeviceAndInode> directories;
     for (const std::string& root : cacheRoots) {
         const auto table = sharedHashTable((root + "/ProjectHash.txt").c_str());
         DirectoryScan scan(openDirectory(AT_FDCWD, root.c_str(), LinkRule::Follow));
@@ -77,11 +77,11 @@ std::set<Identity> projectDirectories(const std::vector<std::string>& cacheRoots
 
 MoveTarget moveTarget(const std::string& folder, const std::string& projectDirectory,
                       const std::vector<std::string>& cacheRoots) {
-    const std::optional<Identity> own = identityOf(projectDirectory);
-    const std::set<Identity> projects = projectDirectories(cacheRoots);
+    const std::optional<DeviceAndInode> own = identityOf(projectDirectory);
+    const std::set<DeviceAndInode> projects = projectDirectories(cacheRoots);
     MoveTarget found = MoveTarget::Usable;
     for (std::string above = realFolder(folder); !above.empty(); above = parentOf(above)) {
-        const std::optional<Identity> identity = identityOf(above);
+        const std::optional<DeviceAndInode> identity = identityOf(above);
         if (identity && identity == own) {
             return MoveTarget::InOwnProject;
         }

@@ -28,6 +28,54 @@ bool TreePlace::operator<(const TreePlace& other) const {
 
 namespace {
 
+void addDate(long time, DirectoryMeasure& measure) {
+    measure.oldest = measure.oldest == 0 ? time : std::min(measure.oldest, time);
+    measure.newest = std::max(measure.newest, time);
+}
+
+void addNumber(std::uint64_t number, DirectoryMeasure& measure) {
+    measure.firstNumber = std::min(measure.firstNumber.value_or(number), number);
+    measure.lastNumber = std::max(measure.lastNumber.value_or(number), number);
+}
+
+void measureName(const char* name, const NameRules& rules, DirectoryMeasure& measure) {
+    measure.dateEnded =
+        measure.dateEnded || (rules.endsDating != nullptr && rules.endsDating(name));
+    if (rules.numberOf != nullptr) {
+        if (const std::optional<std::uint64_t> number = rules.numberOf(name)) {
+            addNumber(*number, measure);
+        }
+    }
+}
+
+#ifdef __APPLE__
+const timespec& changeOf(const struct stat& status) {
+    return status.st_ctimespec;
+}
+#else
+const timespec& changeOf(const struct stat& status) {
+    return status.st_ctim;
+}
+#endif
+
+void addChange(const struct stat& status, DirectoryIdentity& identity) {
+    constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+    const timespec& changed = changeOf(status);
+    identity.changedNs = std::max(
+        identity.changedNs, static_cast<std::int64_t>(changed.tv_sec) * kNanosecondsPerSecond +
+                                static_cast<std::int64_t>(changed.tv_nsec));
+}
+
+void addAllocated(const struct stat& status, DirectoryMeasure& measure) {
+    constexpr std::uint64_t kBlock = 512; // of st_blocks, whatever the volume's are
+    const std::uint64_t bytes = static_cast<std::uint64_t>(status.st_blocks) * kBlock;
+    if (status.st_nlink > 1) {
+        measure.sharedFiles.push_back({status.st_dev, status.st_ino, bytes});
+    } else {
+        measure.allocated += bytes;
+    }
+}
+
 // What looks at files alone: directories are gone through whatever they are.
 struct FileVisitor {
     bool filesEnded() { return true; }
@@ -41,18 +89,37 @@ struct FileVisitor {
 
 class Measurer : public FileVisitor {
 public:
-    Measurer(std::size_t topLength, EndsDating endsDating, FileCounter* counter)
-        : m_topLength(topLength), m_endsDating(endsDating), m_counter(counter) {}
+    Measurer(std::size_t topLength, const NameRules& rules, FileCounter* counter, Identity identity)
+        : m_topLength(topLength), m_rules(rules), m_counter(counter), m_identity(identity) {}
 
     void setWalk(DirectoryWalk<Measurer>& walk) { m_walk = &walk; }
-    bool file(int directory, const std::string& path, const char* name) {
+    void begin(int directory) {
+        if (m_identity == Identity::Ask) {
+            identify(directory, m_measure.identity);
+        }
+    }
+    bool file(int directory, const std::string& path, const DirectoryEntry& entry) {
         // No other directory's path is as short as the starting one's.
-        const IsDirect isDirect = path.size() == m_topLength ? IsDirect::Yes : IsDirect::No;
-        if (!measureFile(directory, name, isDirect, m_endsDating, m_measure)) {
-            m_measure.unreadableFiles.push_back({joinedPath(path, name), m_walk->place()});
+        const NameRules* rules = path.size() == m_topLength ? &m_rules : nullptr;
+        if (!measureFile(directory, entry, rules, m_measure)) {
+            m_measure.unreadableFiles.push_back({joinedPath(path, entry.name), m_walk->place()});
         }
         if (m_counter != nullptr) {
             m_counter->count(m_measure.files);
+        }
+        return true;
+    }
+
+    bool cannotOpen(const std::string& /*path*/) {
+        ++m_measure.directories;
+        return true;
+    }
+    bool leave(int parent, const char* name, const std::string& /*path*/) {
+        ++m_measure.directories;
+        struct stat status {};
+        if (m_identity == Identity::Ask &&
+            ::fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+            addChange(status, m_measure.identity);
         }
         return true;
     }
@@ -67,15 +134,16 @@ public:
 
 private:
     std::size_t m_topLength;
-    EndsDating m_endsDating;
+    const NameRules& m_rules;
     FileCounter* m_counter;
+    Identity m_identity;
     DirectoryWalk<Measurer>* m_walk = nullptr;
     DirectoryMeasure m_measure;
 };
 
 class Counter : public FileVisitor {
 public:
-    bool file(int /*directory*/, const std::string& /*path*/, const char* /*name*/) {
+    bool file(int /*directory*/, const std::string& /*path*/, const DirectoryEntry& /*entry*/) {
         ++m_files;
         return true;
     }
@@ -91,48 +159,91 @@ std::string joinedPath(const std::string& directory, const char* name) {
     return withSeparator(directory) + name;
 }
 
-bool measureFile(int directory, const char* name, IsDirect isDirect, EndsDating endsDating,
+bool measureFile(int directory, const DirectoryEntry& entry, const NameRules* rules,
                  DirectoryMeasure& measure) {
     ++measure.files;
-    measure.dateEnded = measure.dateEnded ||
-                        (isDirect == IsDirect::Yes && endsDating != nullptr && endsDating(name));
+    if (rules != nullptr) {
+        measureName(entry.name, *rules, measure);
+    }
     struct stat status {};
-    if (::fstatat(directory, name, &status, 0) != 0) {
+    // A link's own blocks are what its removal frees.
+    if (entry.isLink && ::fstatat(directory, entry.name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        addAllocated(status, measure);
+        addChange(status, measure.identity);
+    }
+    if (::fstatat(directory, entry.name, &status, 0) != 0) {
         return false;
     }
     measure.bytes += static_cast<std::uint64_t>(status.st_size);
-    if (isDirect == IsDirect::Yes && !measure.dateEnded) {
-        measure.newest = std::max(measure.newest, static_cast<long>(status.st_mtime));
+    addChange(status, measure.identity);
+    if (!entry.isLink) {
+        addAllocated(status, measure);
+    }
+    if (rules != nullptr && !measure.dateEnded) {
+        addDate(static_cast<long>(status.st_mtime), measure);
     }
     return true;
+}
+
+void identify(int directory, DirectoryIdentity& identity) {
+    struct stat status {};
+    if (::fstat(directory, &status) == 0) {
+        identity.device = status.st_dev;
+        identity.inode = status.st_ino;
+        addChange(status, identity);
+    }
 }
 
 void addMeasure(DirectoryMeasure& sum, const DirectoryMeasure& part) {
     sum.opened = sum.opened || part.opened;
     sum.bytes += part.bytes;
     sum.files += part.files;
-    sum.newest = sum.dateEnded ? sum.newest : std::max(sum.newest, part.newest);
+    sum.directories += part.directories;
+    sum.allocated += part.allocated;
+    if (!sum.dateEnded && part.newest != 0) {
+        addDate(part.newest, sum);
+        addDate(part.oldest, sum);
+    }
     sum.dateEnded = sum.dateEnded || part.dateEnded;
+    for (const std::optional<std::uint64_t>& number : {part.firstNumber, part.lastNumber}) {
+        if (number) {
+            addNumber(*number, sum);
+        }
+    }
+    sum.identity.changedNs = std::max(sum.identity.changedNs, part.identity.changedNs);
+    sum.sharedFiles.insert(sum.sharedFiles.end(), part.sharedFiles.begin(), part.sharedFiles.end());
     sum.unreadableFiles.insert(sum.unreadableFiles.end(), part.unreadableFiles.begin(),
                                part.unreadableFiles.end());
 }
 
 DirectoryMeasure measureDirectoryAt(int parent, const char* name, const std::string& path,
-                                    EndsDating endsDating, FileCounter* counter) {
+                                    const NameRules& rules, FileCounter* counter,
+                                    Identity identity) {
     UniqueFd directory = openDirectory(parent, name, LinkRule::Follow);
     if (!directory.isOpen()) {
         return {};
     }
-    Measurer measurer(path.size(), endsDating, counter);
+    Measurer measurer(path.size(), rules, counter, identity);
+    measurer.begin(directory.get());
     DirectoryWalk<Measurer> walk(measurer);
     measurer.setWalk(walk);
     walk.run(std::move(directory), path);
     return measurer.finished();
 }
 
-DirectoryMeasure measureDirectory(const char* path, EndsDating endsDating) {
-    return path != nullptr ? measureDirectoryAt(AT_FDCWD, path, path, endsDating)
-                           : DirectoryMeasure{};
+DirectoryMeasure measureDirectory(const char* path, const NameRules& rules) {
+    return path != nullptr ? measureDirectoryAt(AT_FDCWD, path, path, rules) : DirectoryMeasure{};
+}
+
+std::uint64_t allocatedOnce(std::vector<DirectoryMeasure::SharedFile>& files) {
+    std::sort(files.begin(), files.end());
+    std::uint64_t bytes = 0;
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        const bool isSame =
+            i > 0 && files[i].device == files[i - 1].device && files[i].inode == files[i - 1].inode;
+        bytes += isSame ? 0 : files[i].allocated;
+    }
+    return bytes;
 }
 
 std::uint64_t countFiles(const char* path) {

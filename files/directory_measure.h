@@ -1,16 +1,26 @@
 #pragma once
 
-// Size, file count and newest date of a directory in one pass.
+// Size, file count, dates and what else is known of a directory's files, in one pass.
 
 #include "files/directory_walk.h"
 #include "files/unique_fd.h"
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace corvid {
+
+// Which directory it is, and when last anything changed in it or below it.
+struct DirectoryIdentity {
+    dev_t device = 0;
+    ino_t inode = 0;            // 0: not looked at
+    std::int64_t changedNs = 0; // the newest change of status, nanoseconds since 1970
+};
 
 struct DirectoryMeasure {
     bool opened = false;     // false: could not be read, everything else is 0
@@ -18,7 +28,23 @@ struct DirectoryMeasure {
     std::uint64_t files = 0; // entries at any depth that are not directories
     long newest = 0;         // largest modification time of the files directly inside, at
                              // least 0; seconds since 1970
+    long oldest = 0;         // smallest time of the same files; 0 without a date
     bool dateEnded = false;  // a file was met that ends the dating: those behind it have no say
+    std::uint64_t directories = 0; // at any depth, this one left out
+    // The numbers that names of files directly inside bear.
+    std::optional<std::uint64_t> firstNumber;
+    std::optional<std::uint64_t> lastNumber;
+    // Bytes that the files take up on the disk, links not followed. Files of several names are in
+    // sharedFiles instead, once for each name that was met.
+    std::uint64_t allocated = 0;
+    struct SharedFile {
+        dev_t device;
+        ino_t inode;
+        std::uint64_t allocated;
+        auto operator<=>(const SharedFile&) const = default;
+    };
+    std::vector<SharedFile> sharedFiles;
+    DirectoryIdentity identity; // of the directory, when that was asked for
     struct UnreadableFile {
         std::string path;
         TreePlace place;
@@ -45,15 +71,21 @@ private:
     std::atomic<std::uint64_t> m_seen{0};
 };
 
+// What the names of the files directly in a measured directory mean.
+struct NameRules {
+    // Whether no file from this one on, in the order of the directory, has a say in the date.
+    bool (*endsDating)(const char* name) = nullptr;
+    std::optional<std::uint64_t> (*numberOf)(const char* name) = nullptr;
+};
 // Adds one file of an open directory to a measure; false when its status could not be read (it then
-// counts as a file without bytes). Only files directly in the directory that is measured have a say
-// in its date.
-enum class IsDirect { No, Yes };
-// Whether no file from this one on, in the order of the directory, has a say in the date; null for
-// a measuring without such files.
-using EndsDating = bool (*)(const char* name);
-[[nodiscard]] bool measureFile(int directory, const char* name, IsDirect isDirect,
-                               EndsDating endsDating, DirectoryMeasure& measure);
+// counts as a file without bytes). `rules` is null for a file further below: only those directly in
+// the directory that is measured have a say in its date and its numbers.
+[[nodiscard]] bool measureFile(int directory, const DirectoryEntry& entry, const NameRules* rules,
+                               DirectoryMeasure& measure);
+// Whether directories are asked which ones they are: one more question for each.
+enum class Identity { LeaveOut, Ask };
+// Takes down which directory the descriptor is of.
+void identify(int directory, DirectoryIdentity& identity);
 // The path of an entry of a directory.
 std::string joinedPath(const std::string& directory, const char* name);
 
@@ -63,13 +95,18 @@ void addMeasure(DirectoryMeasure& sum, const DirectoryMeasure& part);
 // Measures the directory that `name` is in the open directory `parent`. `path` is its path, for the
 // paths of unreadable files. The counter, if any, hears of every file.
 DirectoryMeasure measureDirectoryAt(int parent, const char* name, const std::string& path,
-                                    EndsDating endsDating, FileCounter* counter = nullptr);
+                                    const NameRules& rules, FileCounter* counter = nullptr,
+                                    Identity identity = Identity::LeaveOut);
 // The same by path.
-DirectoryMeasure measureDirectory(const char* path, EndsDating endsDating);
+DirectoryMeasure measureDirectory(const char* path, const NameRules& rules = {});
 
 // The number of files, as in a measure, without looking at any; 0 for a directory that cannot be
 // read.
 std::uint64_t countFiles(const char* path);
+
+// The bytes of the files that a node's measures found by several names: each file's once. Sorts
+// them.
+std::uint64_t allocatedOnce(std::vector<DirectoryMeasure::SharedFile>& files);
 
 // The paths of the unreadable files, in the order of their places.
 std::vector<std::string> unreadablePaths(DirectoryMeasure measure);

@@ -15,14 +15,12 @@ bool isDotName(const char* name) {
 }
 
 // Some file systems report no type with the name; then the entry itself is asked.
-EntryKind kindOf(int directory, const char* name, unsigned char type) {
-    if (type != DT_UNKNOWN) {
-        return type == DT_DIR ? EntryKind::Directory : EntryKind::File;
-    }
+unsigned char typeOf(int directory, const char* name) {
     struct stat status {};
-    const bool isDirectory =
-        ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
-    return isDirectory ? EntryKind::Directory : EntryKind::File;
+    const bool isKnown = ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+    return isKnown && S_ISDIR(status.st_mode)   ? DT_DIR
+           : isKnown && S_ISLNK(status.st_mode) ? DT_LNK
+                                                : DT_REG;
 }
 
 // The right to search a directory suffices to reach what is in it, where the system can tell it
@@ -60,7 +58,8 @@ bool DirectoryScan::next(DirectoryEntry& entry) {
     unsigned char type = DT_UNKNOWN;
     while (const char* name = nextName(type)) {
         if (!isDotName(name)) {
-            entry = {name, kindOf(m_directory.get(), name, type)};
+            type = type != DT_UNKNOWN ? type : typeOf(m_directory.get(), name);
+            entry = {name, type == DT_DIR ? EntryKind::Directory : EntryKind::File, type == DT_LNK};
             return true;
         }
     }

@@ -15,6 +15,7 @@ enum class EntryKind { File, Directory };
 struct DirectoryEntry {
     const char* name;
     EntryKind kind; // a link is a file, whatever it points to
+    bool isLink;
 };
 
 // Opens a directory relative to an open one (or AT_FDCWD). Not open on failure, with errno set.

@@ -62,7 +62,7 @@ private:
 };
 
 // The visitor supplies
-//   bool file(int directory, const std::string& path, const char* name)
+//   bool file(int directory, const std::string& path, const DirectoryEntry& entry)
 //        for each entry that is not a directory; path is the directory's;
 //   bool filesEnded()                               after a directory's last file;
 //   bool cannotOpen(const std::string& path)        for a directory that cannot be opened;
@@ -161,7 +161,7 @@ private:
                 subdirectories.add(entry.name);
                 ++m_subdirectoriesMet;
                 m_place.reset();
-            } else if (!m_visitor.file(scan.descriptor(), m_path, entry.name)) {
+            } else if (!m_visitor.file(scan.descriptor(), m_path, entry)) {
                 return false;
             }
         }

@@ -73,7 +73,8 @@ public:
     Scout(Take give, std::function<void()> waitUntilTaken)
         : m_give(std::move(give)), m_waitUntilTaken(std::move(waitUntilTaken)) {}
 
-    bool file(int directory, const std::string& path, const char* name) {
+    bool file(int directory, const std::string& path, const DirectoryEntry& entry) {
+        const char* name = entry.name;
         if (mayNotBeRemoved(directory, name)) {
             if (filesEnded()) {
                 begin(RemovalStep::Kind::Protected, directory, path).names.add(name);

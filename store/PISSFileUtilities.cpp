@@ -128,7 +128,7 @@ int PISSCreateDirectoryPath(const char* path) {
 
 std::uint64_t PISSGetSizeOfDirectoryContents(const char* path) {
     return corvid::unlessOutOfMemory("GetSizeOfDirectoryContents", std::uint64_t{0}, [path] {
-        const corvid::DirectoryMeasure measure = corvid::measureDirectory(path, nullptr);
+        const corvid::DirectoryMeasure measure = corvid::measureDirectory(path);
         corvid::logUnreadableFiles(measure);
         return measure.bytes;
     });

@@ -26,6 +26,8 @@ SharedDirectory share(UniqueFd directory) {
     return std::make_shared<const UniqueFd>(std::move(directory));
 }
 
+constexpr NameRules kFrameNames{.endsDating = stepsAsMinusOne, .numberOf = frameNumber};
+
 // Files that a directory's reading leaves to other threads, on a volume that keeps them waiting.
 constexpr std::size_t kFilesPerTask = 32;
 
@@ -33,7 +35,7 @@ constexpr std::size_t kFilesPerTask = 32;
 // order of the directory, so that they do not depend on who read what.
 class CrewMeasurer {
 public:
-    explicit CrewMeasurer(WorkCrew& crew) : m_crew(crew) {}
+    CrewMeasurer(WorkCrew& crew, Identity identity) : m_crew(crew), m_identity(identity) {}
 
     // `parent` is an open directory, or AT_FDCWD. `parts` must stay where it is until the crew is
     // done.
@@ -47,15 +49,18 @@ public:
         std::vector<ListedFile> waiting;
         DirectoryMeasure& own = parts.own;
         own.opened = true;
+        if (m_identity == Identity::Ask) {
+            identify(scan.descriptor(), own.identity);
+        }
         for (DirectoryEntry entry{}; scan.next(entry);) {
             const auto behind = static_cast<std::uint32_t>(subdirectoryNames.size());
             if (entry.kind == EntryKind::Directory) {
                 subdirectoryNames.emplace_back(entry.name);
             } else if (waiting.empty() && !m_crew.isWaitingForVolume()) {
-                measureListed(scan.descriptor(), path, entry.name, behind, own);
+                measureListed(scan.descriptor(), path, entry, behind, own);
                 m_files.count(own.files);
             } else {
-                waiting.push_back({entry.name, behind});
+                waiting.push_back({entry.name, entry.isLink, behind});
             }
         }
         m_files.countRest(own.files);
@@ -72,13 +77,14 @@ public:
 private:
     struct ListedFile {
         std::string name;
+        bool isLink;
         std::uint32_t behind; // so many sub-directories of its directory
     };
 
-    static void measureListed(int directory, const std::string& path, const char* name,
+    static void measureListed(int directory, const std::string& path, const DirectoryEntry& entry,
                               std::uint32_t behind, DirectoryMeasure& measure) {
-        if (!measureFile(directory, name, IsDirect::Yes, stepsAsMinusOne, measure)) {
-            measure.unreadableFiles.push_back({joinedPath(path, name), TreePlace(behind)});
+        if (!measureFile(directory, entry, &kFrameNames, measure)) {
+            measure.unreadableFiles.push_back({joinedPath(path, entry.name), TreePlace(behind)});
         }
     }
 
@@ -91,7 +97,9 @@ private:
             m_crew.runOrAdd([this, directory, path, some, &part = parts.rest.emplace_back()] {
                 part.opened = true;
                 for (const ListedFile& file : some) {
-                    measureListed(directory->get(), path, file.name.c_str(), file.behind, part);
+                    measureListed(directory->get(), path,
+                                  {file.name.c_str(), EntryKind::File, file.isLink}, file.behind,
+                                  part);
                 }
                 m_files.add(part.files);
             });
@@ -103,8 +111,13 @@ private:
         m_crew.runOrAdd([this, directory, path, name = std::move(name), nth,
                          &part = parts.rest.emplace_back()] {
             const std::string whole = path + "/" + name;
-            part = measureDirectoryAt(directory->get(), name.c_str(), whole, nullptr, &m_files);
-            part.newest = 0; // only files directly inside have a say in the date
+            // Only files directly inside have a say in dates and numbers.
+            const NameRules noRules;
+            part = measureDirectoryAt(directory->get(), name.c_str(), whole, noRules, &m_files,
+                                      m_identity);
+            ++part.directories;
+            part.newest = 0;
+            part.oldest = 0;
             for (DirectoryMeasure::UnreadableFile& file : part.unreadableFiles) {
                 file.place.enclose(nth);
             }
@@ -112,6 +125,7 @@ private:
     }
 
     WorkCrew& m_crew;
+    Identity m_identity;
     FileCounter m_files;
 };
 
@@ -135,7 +149,8 @@ std::string keyIn(const HashTable* table, const char* directory) {
 
 class Reader {
 public:
-    explicit Reader(const std::atomic<bool>* stop) : m_measurer(m_crew), m_stop(stop) {}
+    Reader(const std::atomic<bool>* stop, Identity identity)
+        : m_identity(identity), m_measurer(m_crew, identity), m_stop(stop) {}
 
     // The root's directory is listed at once, what is in it when run() works. `root` must stay
     // where it is until then.
@@ -198,6 +213,7 @@ private:
         if (!project.opened) {
             return;
         }
+        identifyLevel(scan, project.identity);
         listLevel(scan, project.compositions, project.others, [compositions](const char* name) {
             return ReadComposition{.directory = name, .key = keyIn(compositions, name)};
         });
@@ -220,6 +236,7 @@ private:
         if (!composition.opened) {
             return;
         }
+        identifyLevel(scan, composition.identity);
         listLevel(scan, composition.features, composition.others,
                   [](const char* name) { return ReadFeature{.directory = name}; });
         const SharedDirectory directory = share(scan.takeDescriptor());
@@ -233,6 +250,13 @@ private:
         }
     }
 
+    void identifyLevel(const DirectoryScan& scan, DirectoryIdentity& identity) const {
+        if (m_identity == Identity::Ask) {
+            identify(scan.descriptor(), identity);
+        }
+    }
+
+    Identity m_identity;
     WorkCrew m_crew;
     CrewMeasurer m_measurer;
     const std::atomic<bool>* m_stop;
@@ -258,6 +282,19 @@ DirectoryMeasure MeasureParts::total() const {
 // Numbers begin with blanks or a sign; hardly any name does, so hardly any is read as a number.
 bool stepsAsMinusOne(const char* name) {
     return std::strchr("- \t\n\v\f\r", *name) != nullptr && decimalValue(name) == -1;
+}
+
+std::optional<std::uint64_t> frameNumber(const char* name) {
+    constexpr std::size_t kMostDigits = 18; // more do not fit a number
+    const std::size_t digits = std::strspn(name, "0123456789");
+    if (digits == 0 || digits > kMostDigits || std::strcmp(name + digits, ".raw") != 0) {
+        return std::nullopt;
+    }
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < digits; ++i) {
+        number = number * 10 + static_cast<std::uint64_t>(name[i] - '0');
+    }
+    return number;
 }
 
 void logUnreadableFiles(const DirectoryMeasure& measure) {
@@ -287,7 +324,7 @@ RootTables tablesOfRoot(const std::string& root) {
 CacheReading readCaches(const ReadingOptions& options, const ReadingProgress& progress) {
     CacheReading reading;
     reading.roots.resize(options.roots.size());
-    Reader reader(options.stop);
+    Reader reader(options.stop, options.identity);
     // From the end: what is added last is read first.
     for (std::size_t i = options.roots.size(); i-- > 0;) {
         reading.roots[i].path = options.roots[i];
@@ -304,7 +341,7 @@ ReadProject readProject(const std::string& root, const std::string& directory,
     const std::string path = rootPath(root);
     const SharedDirectory opened = share(openWay(AT_FDCWD, path.c_str(), LinkRule::Follow));
     if (opened->isOpen()) {
-        Reader reader(nullptr);
+        Reader reader(nullptr, Identity::LeaveOut);
         reader.addProject(opened, path, compositions, project);
         reader.run(nullptr);
     }
@@ -359,7 +396,7 @@ std::vector<ReadingProblem> problemsOf(const CacheReading& reading) {
 std::vector<MeasureParts> measureDirectories(const std::vector<std::string>& paths) {
     std::vector<MeasureParts> results(paths.size());
     WorkCrew crew;
-    CrewMeasurer measurer(crew);
+    CrewMeasurer measurer(crew, Identity::LeaveOut);
     for (std::size_t i = paths.size(); i-- > 0;) {
         crew.add([&measurer, &path = paths[i], &result = results[i]] {
             measurer.measure(AT_FDCWD, path, path, result);

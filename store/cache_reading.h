@@ -13,6 +13,7 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,7 @@ struct ReadComposition {
     std::string directory;
     std::string key = {}; // of the table; empty when no line names the directory
     bool opened = false;
+    DirectoryIdentity identity = {}; // its own, as below
     std::vector<ReadFeature> features = {};
     std::vector<std::string> others = {}; // what is no directory in it, hidden names left out
 
@@ -48,6 +50,7 @@ struct ReadProject {
     std::string directory;
     std::string key = {};
     bool opened = false;
+    DirectoryIdentity identity = {};
     std::vector<ReadComposition> compositions = {};
     std::vector<std::string> others = {};
 
@@ -91,6 +94,7 @@ std::vector<ReadingProblem> problemsOf(const CacheReading& reading);
 struct ReadingOptions {
     std::vector<std::string> roots;          // "/" at their ends or not
     const std::atomic<bool>* stop = nullptr; // the reading ends soon after this becomes true
+    Identity identity = Identity::LeaveOut;  // of projects, compositions and features
 };
 
 // Called on the calling thread, at most twenty times a second, with the number of files read so
@@ -109,6 +113,9 @@ std::vector<MeasureParts> measureDirectories(const std::vector<std::string>& pat
 
 // Whether a frame file steps as number -1, which ends a model's walk through the frames.
 bool stepsAsMinusOne(const char* name);
+
+// The number of a frame file, digits before ".raw"; none for any other name.
+std::optional<std::uint64_t> frameNumber(const char* name);
 
 // Writes the error line that a file without readable status gives, once per such file.
 void logUnreadableFiles(const DirectoryMeasure& measure);

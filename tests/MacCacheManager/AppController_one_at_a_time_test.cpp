@@ -17,7 +17,6 @@
 
 using namespace corvid::test;
 using corvid::hashOf;
-using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
 namespace {
@@ -224,11 +223,7 @@ TEST_P(OneAtATime, TheSecondCommandWaits) {
     ASSERT_TRUE(progress.wasThere());
     settle();
 
-    if (work() == Work::Rebuild && asked() == Asked::Close) {
-        EXPECT_THAT(projectsShown(), IsEmpty()) << "the reading is not gone through for nobody";
-    } else {
-        expectTreeAsOnDisk();
-    }
+    expectTreeAsOnDisk();
     expectAlphaWhereItBelongs();
     EXPECT_EQ(snapshot(folderOf(beta())), neighbours[0]);
     EXPECT_EQ(snapshot(folderOf(gamma())), neighbours[1]);
@@ -285,6 +280,55 @@ TEST_F(WhileAtWork, ARefreshAskedForAtTheEndOfAReadingReadsOnceMore) {
     ASSERT_TRUE(progress.wasThere());
     settle();
     EXPECT_THAT(projectsShown(), UnorderedElementsAre(alpha(), beta(), gamma(), late));
+}
+
+TEST_F(WhileAtWork, EscapeStopsAReadingAndKeepsTheTreeThatWasThere) {
+    view().expandItem(node({beta()}), false);
+    clickRow({beta(), "Main"});
+    const std::size_t rowsBefore = rows().size();
+    const std::string late = root.path("Projects/Late.aep");
+    addFeature(late, "Main", "PROXY");
+    const FrameCacheEntry* selected = node({beta(), "Main"});
+    const AtProgress progress(
+        activity(), [](const ActivityView& view) { return view.isAnimating(); },
+        [this] {
+            EXPECT_TRUE(activity().line().isEmpty() || activity().line().contains("Esc stops"));
+            QTimer::singleShot(
+                0, &window(), [this] { QTest::keyClick(window().windowHandle(), Qt::Key_Escape); });
+        });
+    controller().refreshData();
+    ASSERT_TRUE(progress.wasThere());
+    settle();
+    EXPECT_THAT(projectsShown(), UnorderedElementsAre(alpha(), beta(), gamma()));
+    EXPECT_EQ(rows().size(), rowsBefore);
+    EXPECT_EQ(node({beta(), "Main"}), selected) << "the nodes are the same";
+    EXPECT_TRUE(view().isItemSelected(selected));
+    EXPECT_EQ(label("m_labelTotalProjects"), "3");
+
+    controller().refreshData();
+    EXPECT_THAT(projectsShown(), UnorderedElementsAre(alpha(), beta(), gamma(), late));
+}
+
+// The tree from before would show what is gone.
+TEST_F(WhileAtWork, EscapeDoesNotStopTheReadingAfterADeletion) {
+    clickRow({alpha()});
+    bool isDeleting = false;
+    const AtProgress progress(
+        activity(),
+        [&isDeleting](const ActivityView& view) {
+            isDeleting = isDeleting || saysDeleting(view);
+            return isDeleting && view.isAnimating() && !saysDeleting(view);
+        },
+        [this] {
+            QTimer::singleShot(
+                0, &window(), [this] { QTest::keyClick(window().windowHandle(), Qt::Key_Escape); });
+        });
+    user.willClick("Yes");
+    controller().delete_();
+    ASSERT_TRUE(progress.wasThere());
+    settle();
+    expectTreeAsOnDisk();
+    EXPECT_THAT(projectsShown(), UnorderedElementsAre(beta(), gamma()));
 }
 
 TEST_F(WhileAtWork, CommandsComeInTheOrderInWhichTheyWereAskedFor) {

@@ -102,7 +102,7 @@ private:
     CacheDataSource& m_source;
 };
 
-TEST_F(CacheDataSourceStart, AStoppedBuildShowsNothing) {
+TEST_F(CacheDataSourceStart, AStoppedBuildLeavesTheTreeThatWasThere) {
     KavroPISSFrameCacheRegistry registry;
     registry.Add("/Projects/A.aep", "PathToCache", root.path("cache").c_str());
     ASSERT_EQ(registry.Commit(), 1);
@@ -112,9 +112,17 @@ TEST_F(CacheDataSourceStart, AStoppedBuildShowsNothing) {
     source.setProgressSpinner(&stopper);
     source.reload();
     EXPECT_EQ(source.getRootNode()->getNumberOfChildren(), 0);
+    EXPECT_TRUE(source.sources().isStopped);
     source.setProgressSpinner(nullptr);
     source.reload();
-    EXPECT_GT(source.getRootNode()->getNumberOfChildren(), 0);
+    EXPECT_FALSE(source.sources().isStopped);
+    const FrameCacheEntry* built = source.getRootNode();
+    ASSERT_EQ(built->getNumberOfChildren(), 1);
+    source.setProgressSpinner(&stopper);
+    source.reload();
+    EXPECT_EQ(source.getRootNode(), built);
+    EXPECT_EQ(built->getNumberOfChildren(), 1);
+    EXPECT_TRUE(source.sources().isStopped);
 }
 
 using CacheDataSourceOutline = CacheDataSourceTest;

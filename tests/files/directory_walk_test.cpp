@@ -44,7 +44,8 @@ struct Recorder {
         }
         return report != stopAt;
     }
-    bool file(int directory, const std::string& path, const char* name) {
+    bool file(int directory, const std::string& path, const corvid::DirectoryEntry& entry) {
+        const char* name = entry.name;
         struct stat status {};
         EXPECT_EQ(0, ::fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW));
         return note("file " + join(path, name));
@@ -67,7 +68,7 @@ struct Counter {
     std::size_t left = 0;
     std::size_t longest = 0;
 
-    bool file(int, const std::string&, const char*) { return ++files > 0; }
+    bool file(int, const std::string&, const corvid::DirectoryEntry&) { return ++files > 0; }
     bool filesEnded() { return true; }
     bool cannotOpen(const std::string&) { return false; }
     bool leave(int, const char*, const std::string& path) {
