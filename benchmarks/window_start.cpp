@@ -1,17 +1,22 @@
 // window_start program|bare: opens the program's window, or a bare one with an empty tree view
 // (four column titles, no rows), and ends once it has been painted with what it has to show. Prints
 // the memory it then occupies. CORVIDPRO_ROOT chooses the caches.
+//
+// window_start gap: opens the program's window with its rows and has them read anew. Prints the
+// longest time, in milliseconds, for which something to be painted had to wait meanwhile.
 
 #include "benchmarks/offscreen_window.h"
 #include "benchmarks/process_memory.h"
 
 #include "MacCacheManager/CorvidPanel.h"
 
+#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QStandardItemModel>
 #include <QTimer>
 #include <QTreeView>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -53,6 +58,55 @@ int showBareWindow() {
     return QApplication::exec();
 }
 
+// Has itself painted all the time and keeps the longest time between two paintings.
+class Restless : public QWidget {
+public:
+    explicit Restless(QWidget* parent) : QWidget(parent) {
+        resize(1, 1);
+        show();
+        connect(&m_timer, &QTimer::timeout, this, [this] { update(); });
+        m_timer.start(1);
+        m_sincePainting.start();
+    }
+    void begin() { m_longest = 0; }
+    // The time since the last painting counts, too.
+    double longest() {
+        note();
+        return static_cast<double>(m_longest) / 1e6;
+    }
+
+protected:
+    void paintEvent(QPaintEvent* /*event*/) override { note(); }
+
+private:
+    void note() {
+        m_longest = std::max(m_longest, m_sincePainting.nsecsElapsed());
+        m_sincePainting.start();
+    }
+
+    QTimer m_timer;
+    QElapsedTimer m_sincePainting;
+    qint64 m_longest = 0;
+};
+
+int showLongestGap() {
+    constexpr int kSettling = 100; // milliseconds
+    AppController controller;
+    controller.awakeFromNib();
+    Restless restless(controller.getWindow());
+    QTimer::singleShot(0, &controller, [&controller, &restless] {
+        controller.applicationDidFinishLaunching();
+        QTimer::singleShot(kSettling, &controller, [&controller, &restless] {
+            restless.begin();
+            controller.refreshData();
+            std::printf("%.1f ms\n", restless.longest());
+            static_cast<void>(std::fflush(stdout));
+            std::_Exit(0);
+        });
+    });
+    return QApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -65,6 +119,10 @@ int main(int argc, char** argv) {
     if (window == "bare") {
         return showBareWindow();
     }
-    static_cast<void>(std::fputs("usage: window_start program|bare\n", stderr));
+    if (window == "gap") {
+        corvid::bench::setUpApplication();
+        return showLongestGap();
+    }
+    static_cast<void>(std::fputs("usage: window_start program|bare|gap\n", stderr));
     return 2;
 }

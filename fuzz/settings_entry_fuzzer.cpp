@@ -9,6 +9,7 @@
 
 #include <QString>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstring>
@@ -56,19 +57,16 @@ std::string numberText(const std::string& text) {
 
 void requireNumber(const std::string& typed) {
     const QString field = QString::fromLatin1(typed.data(), static_cast<qsizetype>(typed.size()));
-    const double expected = std::strtod(numberText(typed).c_str(), nullptr);
+    const double expected =
+        std::clamp<double>(std::strtod(numberText(typed).c_str(), nullptr), INT_MIN, INT_MAX);
     const double number = corvid::numberInField(field);
-    require(number == expected, "the number is that of the leading decimal digits");
-
-    const int limit = corvid::limitInField(field);
-    require(expected >= INT_MAX
-                ? limit == INT_MAX
-                : (expected <= INT_MIN ? limit == INT_MIN : limit == static_cast<int>(expected)),
-            "the limit is the number without its fraction, held within 32 bits");
-    if (std::isfinite(number)) {
-        require(corvid::numberInField(corvid::fieldText(number)) == number,
-                "the field shows the number itself");
-    }
+    require(number == expected,
+            "the number is that of the leading decimal digits, held within 32 bits");
+    require(number != 0 || !std::signbit(number), "zero has no sign");
+    require(corvid::limitInField(field) == static_cast<int>(expected),
+            "the limit is the number without its fraction");
+    require(corvid::numberInField(corvid::fieldText(number)) == number,
+            "the field shows the number itself");
 }
 
 void requireFolder(const std::string& typed) {

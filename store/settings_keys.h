@@ -15,21 +15,21 @@ enum class SettingType { Text, ProductPath, Integer };
 struct SettingKey {
     const char* name;
     SettingType type;
-    const char* text;                          // the default of a text
     int number;                                // the default of an integer
+    const char* text;                          // the default of a text
     int (*assignPath)(char* buffer, int size); // gives the default of a path of the product's own
 };
 
 constexpr SettingKey textSetting(const char* name, const char* text) {
-    return {name, SettingType::Text, text, 0, nullptr};
+    return {name, SettingType::Text, 0, text, nullptr};
 }
 
 constexpr SettingKey pathSetting(const char* name, int (*assignPath)(char* buffer, int size)) {
-    return {name, SettingType::ProductPath, nullptr, 0, assignPath};
+    return {name, SettingType::ProductPath, 0, nullptr, assignPath};
 }
 
 constexpr SettingKey integerSetting(const char* name, int number) {
-    return {name, SettingType::Integer, nullptr, number, nullptr};
+    return {name, SettingType::Integer, number, nullptr, nullptr};
 }
 
 inline constexpr SettingKey kCacheRoot =

@@ -13,6 +13,7 @@
 #include <functional>
 #include <set>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <tuple>
 
 using namespace corvid::test;
@@ -109,6 +110,11 @@ protected:
         EXPECT_EQ(label("m_labelTotalProjects"), std::to_string(projectsOnDisk().size()));
         EXPECT_EQ(controller().dataSource()->getRootNode()->getNumberOfChildren(),
                   static_cast<int>(projectsOnDisk().size()));
+    }
+    // The file browser has ended and is given up.
+    static bool hasNoChildren() {
+        siginfo_t child{};
+        return ::waitid(P_ALL, 0, &child, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
     }
     std::size_t filesIn(const std::string& folder) const {
         std::size_t files = 0;
@@ -238,6 +244,8 @@ TEST_P(OneAtATime, TheSecondCommandWaits) {
     }
     if (asked() == Asked::Reveal && work() == Work::Rebuild) {
         EXPECT_TRUE(waitFor([this] { return exists(opened()); }));
+        EXPECT_TRUE(waitFor(hasNoChildren));
+        settle();
     }
 }
 
