@@ -35,7 +35,7 @@ int showProgram() {
     controller.awakeFromNib();
     const auto* view = controller.getWindow()->findChild<CacheOutlineView*>();
     const corvid::bench::AfterPaint watch(
-        view->viewport(), [&controller] { return controller.dataSource()->shouldProvideData(); },
+        view->viewport(), [&controller] { return controller.dataSource()->sources().hasRegistry; },
         reportAndLeave);
     QTimer launched;
     launched.setSingleShot(true);

@@ -30,6 +30,11 @@ struct Bench {
     Shape manyFeatures() const { return {scaled(2000), 10, 3, 4}; }
 };
 
+// The program's window in a process without a screen; see window_start.
+Command windowOf(const Bench& bench, const Cache& cache, const char* kind);
+// How long the window lets a painting wait.
+void measureGap(Bench& bench, const std::string& what, const Cache& cache);
+
 void measureMillionFrames(Bench& bench);
 void measureManyFeatures(Bench& bench);
 void measureGrowth(Bench& bench);

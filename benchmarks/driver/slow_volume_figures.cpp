@@ -90,6 +90,7 @@ void measureSlowVolume(Bench& bench) {
                      ratioOf(runs[2], runs[0], wallOf), "x", atLeast(8));
     bench.report.add(what, "limit : tree", ratioOf(runs[1], runs[0], wallOf), "x");
     bench.report.add(what, "time of the tree", statisticsOf(runs[0], wallOf), "s");
+    measureGap(bench, what, slow);
 }
 
 } // namespace corvid::bench

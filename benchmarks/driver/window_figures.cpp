@@ -40,12 +40,6 @@ double megabytesOf(const Run& run) {
     return std::strtod(run.output.c_str(), nullptr) / 1024;
 }
 
-Command windowOf(const Bench& bench, const Cache& cache, const char* kind) {
-    Command command = offscreen(bench, "window_start", cache);
-    command.words.emplace_back(kind);
-    return command;
-}
-
 void measureMemory(Bench& bench) {
     const Shape shape = bench.millionFrames();
     const Cache filled = bench.caches.cache(shape);
@@ -85,6 +79,21 @@ void measureStart(Bench& bench) {
 
 } // namespace
 
+Command windowOf(const Bench& bench, const Cache& cache, const char* kind) {
+    Command command = offscreen(bench, "window_start", cache);
+    command.words.emplace_back(kind);
+    return command;
+}
+
+void measureGap(Bench& bench, const std::string& what, const Cache& cache) {
+    std::vector<double> gaps;
+    for (int round = 0; round < bench.rounds; ++round) {
+        gaps.push_back(std::strtod(run(windowOf(bench, cache, "gap")).output.c_str(), nullptr));
+    }
+    bench.report.add(what, "longest wait of a painting while all is read",
+                     statisticsOf(std::move(gaps)), "ms", atMost(50));
+}
+
 void measureOutline(Bench& bench) {
     const Shape shape = bench.manyFeatures();
     auto times =
@@ -103,6 +112,9 @@ void measureOutline(Bench& bench) {
 void measureWindow(Bench& bench) {
     measureMemory(bench);
     measureStart(bench);
+    const Shape shape = bench.millionFrames();
+    measureGap(bench, "window, " + std::to_string(shape.totalFrames()) + " frames",
+               bench.caches.cache(shape));
 }
 
 } // namespace corvid::bench
