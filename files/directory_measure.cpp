@@ -3,6 +3,7 @@
 #include "files/path_text.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -236,7 +237,9 @@ DirectoryMeasure measureDirectory(const char* path, const NameRules& rules) {
 }
 
 std::uint64_t allocatedOnce(std::vector<DirectoryMeasure::SharedFile>& files) {
-    std::sort(files.begin(), files.end());
+    std::sort(files.begin(), files.end(), [](const auto& left, const auto& right) {
+        return std::tie(left.device, left.inode) < std::tie(right.device, right.inode);
+    });
     std::uint64_t bytes = 0;
     for (std::size_t i = 0; i < files.size(); ++i) {
         const bool isSame =

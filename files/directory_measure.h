@@ -41,7 +41,6 @@ struct DirectoryMeasure {
         dev_t device;
         ino_t inode;
         std::uint64_t allocated;
-        auto operator<=>(const SharedFile&) const = default;
     };
     std::vector<SharedFile> sharedFiles;
     DirectoryIdentity identity; // of the directory, when that was asked for
