@@ -2,19 +2,16 @@
 
 #include "MacCacheManager/columns.h"
 #include "MacCacheManager/tree_building.h"
-#include "files/text_file.h"
+#include "files/path_text.h"
 #include "store/KavroPISSFrameCache.h"
 #include "store/KavroPISSFrameCacheRegistry.h"
 #include "store/PISSFileUtilities.h"
 #include "store/PISSMD5.h"
-#include "store/product_paths.h"
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <future>
 #include <system_error>
-#include <unordered_set>
 
 CacheDataSource::CacheDataSource() {
     reload();
@@ -48,18 +45,9 @@ void CacheDataSource::populateDatasource() {
 }
 
 std::vector<std::string> CacheDataSource::cacheRoots(corvid::BuildSources& sources) {
-    const std::string registryPath = corvid::productPath(assignCorvidProFrameCacheRegistryFilePath);
-    sources.hasRegistry = corvid::openTextFile(registryPath.c_str()).isOpen();
+    sources.hasRegistry = corvid::hasRegistry();
     KavroPISSFrameCacheRegistry registry;
-    std::vector<std::string> roots;
-    std::unordered_set<std::string> visited;
-    for (std::string& value : corvid::registeredCacheRoots(registry)) {
-        stripTrailingSlashes(value.data());
-        value.resize(std::strlen(value.data()));
-        if (visited.insert(value).second) {
-            roots.push_back(std::move(value));
-        }
-    }
+    std::vector<std::string> roots = corvid::distinctCacheRoots(registry);
     sources.roots = static_cast<int>(roots.size());
     return roots;
 }
@@ -175,9 +163,7 @@ int CacheDataSource::calculateLastModifiedForNode(FrameCacheEntry* node) {
 }
 
 void CacheDataSource::stripTrailingSlashes(char* path) {
-    for (std::size_t length = std::strlen(path); length > 1 && path[length - 1] == '/'; --length) {
-        path[length - 1] = '\0';
-    }
+    path[corvid::withoutSeparators(path).size()] = '\0';
 }
 
 FrameCacheEntry* CacheDataSource::outlineViewChildOfItem(int index,

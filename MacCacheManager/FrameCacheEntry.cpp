@@ -1,10 +1,9 @@
 #include "MacCacheManager/FrameCacheEntry.h"
 
 #include "MacCacheManager/platform/date_formatter.h"
-#include "files/path_text.h"
+#include "files/size_text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 
 namespace {
@@ -103,35 +102,12 @@ QString FrameCacheEntry::getDisplayName() const {
 }
 
 QString FrameCacheEntry::displayNameOf(const char* name, corvid::FeatureTable features) {
-    const std::string_view last = corvid::lastComponent(name);
-    const corvid::Feature* feature = corvid::featureOfDirectory(last, features);
-    return feature != nullptr ? QString::fromUtf8(feature->label)
-                              : QString::fromUtf8(last.data(), static_cast<qsizetype>(last.size()));
-}
-
-corvid::SizeInUnit corvid::sizeInUnit(std::uint64_t bytes) {
-    const auto size = static_cast<double>(bytes);
-    constexpr double kKilo = 1024.0;
-    if (size < 512) {
-        return {size, 0, "bytes"};
-    }
-    if (size / kKilo < 1000) {
-        return {size / kKilo, 2, "KB"};
-    }
-    if (size / (kKilo * kKilo) < 1000) {
-        return {size / (kKilo * kKilo), 2, "MB"};
-    }
-    return {size / (kKilo * kKilo * kKilo), 2, "GB"};
+    const std::string_view shown = corvid::shownName(name, features);
+    return QString::fromUtf8(shown.data(), static_cast<qsizetype>(shown.size()));
 }
 
 // Qt's own formatting rounds the shortest decimal text of a number, not the number: 3.125 would
 // become 3.13.
 QString FrameCacheEntry::readableFileSize(std::uint64_t bytes) {
-    const corvid::SizeInUnit size = corvid::sizeInUnit(bytes);
-    char text[32]; // the largest number has eleven digits before the point
-    const auto end = std::to_chars(text, text + sizeof(text), size.number, std::chars_format::fixed,
-                                   size.decimals)
-                         .ptr;
-    return QString::fromLatin1(text, static_cast<int>(end - text)) + QLatin1Char(' ') +
-           QLatin1String(size.unit);
+    return QString::fromStdString(corvid::sizeText(bytes));
 }

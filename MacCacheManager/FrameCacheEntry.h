@@ -18,15 +18,6 @@ constexpr int kProjectNode = 2;
 constexpr int kCompositionNode = 3;
 constexpr int kFeatureNode = 4;
 
-// A size as it is shown: bytes below 512, then KB, MB and GB, each up to 1000 of it, with 1024 to
-// the next.
-struct SizeInUnit {
-    double number;
-    int decimals;
-    const char* unit;
-};
-SizeInUnit sizeInUnit(std::uint64_t bytes);
-
 } // namespace corvid
 
 // Features are measured on the disk; a node with children carries the sums of its children once the

@@ -1,6 +1,7 @@
 #include "MacCacheManager/columns.h"
 
 #include "MacCacheManager/platform/date_formatter.h"
+#include "files/size_text.h"
 
 #include <QDateTime>
 #include <QtGlobal>

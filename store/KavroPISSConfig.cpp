@@ -78,10 +78,10 @@ bool isHarmlessInConfig(const corvid::KvpFields& line) {
 
 } // namespace
 
-KavroPISSConfig::KavroPISSConfig() {
-    const bool hasMemory = corvid::unlessOutOfMemory("KavroPISSConfig", false, [this] {
+KavroPISSConfig::KavroPISSConfig(corvid::IfMissing ifMissing) {
+    const bool hasMemory = corvid::unlessOutOfMemory("KavroPISSConfig", false, [this, ifMissing] {
         m_file.setPath(configPath());
-        read();
+        read(ifMissing);
         return true;
     });
     if (!hasMemory) {
@@ -95,13 +95,14 @@ KavroPISSConfig::~KavroPISSConfig() {
     m_valid = 0;
 }
 
-void KavroPISSConfig::read() {
+void KavroPISSConfig::read(corvid::IfMissing ifMissing) {
     const auto take = [this](const corvid::KvpFields& line) { return readLine(line); };
     if (m_file.read(take) != corvid::ReadResult::Whole) {
         const char* path = m_file.path().c_str();
         maro_logWarning("Cannot open generic config file '%s' for reading\n", path);
         m_valid = 0;
-        if (!corvid::openTextFile(path).isOpen()) { // not when reading broke off half way
+        if (ifMissing == corvid::IfMissing::Create &&
+            !corvid::openTextFile(path).isOpen()) { // not when reading broke off half way
             initializePISSConfig();
         }
     }

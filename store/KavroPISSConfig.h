@@ -12,12 +12,19 @@
 #include <cstdint>
 #include <string>
 
+namespace corvid {
+// Whether a store that is not there is made.
+enum class IfMissing { Create, LeaveMissing };
+} // namespace corvid
+
 class KavroPISSConfig {
 public:
     // Reads the file. Test IsValid() before use: a file that cannot be read (it is then created
     // with the defaults, if it was missing) or that holds an unknown type word makes an invalid
     // object.
-    KavroPISSConfig();
+    KavroPISSConfig() : KavroPISSConfig(corvid::IfMissing::Create) {}
+    // The same for those who only look.
+    explicit KavroPISSConfig(corvid::IfMissing ifMissing);
     ~KavroPISSConfig();
     KavroPISSConfig(const KavroPISSConfig&) = delete;
     KavroPISSConfig& operator=(const KavroPISSConfig&) = delete;
@@ -59,7 +66,7 @@ public:
 
 private:
     static void completeFile(const std::string& path);
-    void read();
+    void read(corvid::IfMissing ifMissing);
     corvid::AfterLine readLine(const corvid::KvpFields& fields);
 
     int m_valid = 1;

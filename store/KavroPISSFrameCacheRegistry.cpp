@@ -1,5 +1,6 @@
 #include "store/KavroPISSFrameCacheRegistry.h"
 
+#include "files/path_text.h"
 #include "files/text_file.h"
 #include "runtime/maro_log.h"
 #include "runtime/out_of_memory.h"
@@ -26,6 +27,23 @@ std::vector<std::string> registeredCacheRoots(KavroPISSFrameCacheRegistry& regis
         }
     }
     return roots;
+}
+
+std::vector<std::string> distinctCacheRoots(KavroPISSFrameCacheRegistry& registry) {
+    std::vector<std::string> roots;
+    std::unordered_set<std::string_view> seen;
+    const std::vector<std::string> registered = registeredCacheRoots(registry);
+    for (const std::string& value : registered) {
+        const std::string_view root = withoutSeparators(value);
+        if (seen.insert(root).second) {
+            roots.emplace_back(root);
+        }
+    }
+    return roots;
+}
+
+bool hasRegistry() {
+    return openTextFile(productPath(assignCorvidProFrameCacheRegistryFilePath).c_str()).isOpen();
 }
 
 } // namespace corvid

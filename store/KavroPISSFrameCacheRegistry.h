@@ -61,5 +61,9 @@ namespace corvid {
 
 // The distinct values of "PathToCache", each as it stands in the file, in file order.
 std::vector<std::string> registeredCacheRoots(KavroPISSFrameCacheRegistry& registry);
+// The same without "/" at their ends, which may make some of them one.
+std::vector<std::string> distinctCacheRoots(KavroPISSFrameCacheRegistry& registry);
+// Whether there is a registry that can be read.
+bool hasRegistry();
 
 } // namespace corvid

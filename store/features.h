@@ -2,6 +2,8 @@
 
 // The features that the plug-ins keep frames of: one line each is all there is to know of them.
 
+#include "files/path_text.h"
+
 #include <cstddef>
 #include <span>
 #include <string_view>
@@ -36,6 +38,13 @@ constexpr const Feature* featureOfDirectory(std::string_view directory,
         }
     }
     return nullptr;
+}
+
+// What users see of a key or a directory: its last component, of a feature its label.
+constexpr std::string_view shownName(std::string_view key, FeatureTable features = kKnownFeatures) {
+    const std::string_view last = lastComponent(key);
+    const Feature* feature = featureOfDirectory(last, features);
+    return feature != nullptr ? feature->label : last;
 }
 
 // The names of the directories alone.

@@ -9,7 +9,8 @@ set -euo pipefail
 
 packages_of() {
     case $1 in
-    build) echo cmake ninja-build g++ qt6-base-dev libgtest-dev libgmock-dev libx11-dev libxtst-dev ;;
+    build) echo cmake ninja-build g++ qt6-base-dev libgtest-dev libgmock-dev libx11-dev libxtst-dev \
+        libcli11-dev libfmt-dev nlohmann-json3-dev ;;
     display) echo xvfb dbus-daemon valgrind ;;
     lint) echo clang-format-14 clang-tidy-14 ;;
     bench) echo strace valgrind pkg-config libfuse3-dev ncdu gdu duc-nox agedu ;;
