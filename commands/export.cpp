@@ -21,7 +21,7 @@ struct ExportArguments {
     CommonOptions common;
     std::string format;
     std::string output;
-    std::size_t projects = MetricsOptions{}.projects;
+    int projects = static_cast<int>(MetricsOptions{}.projects);
 };
 
 std::string textOf(const std::string& path) {
@@ -34,7 +34,8 @@ std::string textOf(const std::string& path) {
 }
 
 std::string metrics(const CacheList& list, const ExportArguments& arguments) {
-    MetricsOptions options{.limit = cacheLimit(), .projects = arguments.projects};
+    MetricsOptions options{.limit = cacheLimit(),
+                           .projects = static_cast<std::size_t>(arguments.projects)};
     if (list.isComplete()) {
         options.lastCompleteReading = static_cast<long>(std::time(nullptr));
     } else if (!arguments.output.empty()) {
@@ -91,7 +92,7 @@ void addExportCommand(CLI::App& program, Run& run) {
     command
         .add_option("--projects", arguments->projects,
                     "So many projects, the largest, have series of their own (60)")
-        ->type_name("N");
+        ->check(CLI::Range(0, 1000000));
     addCommonOptions(command, arguments->common);
     setExample(command, "corvid-cache export --format prometheus "
                         "-o /var/lib/prometheus/node-exporter/corvid-cache.prom");

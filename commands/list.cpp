@@ -17,8 +17,8 @@ namespace {
 struct ListArguments {
     CommonOptions common;
     std::vector<std::string> items;
-    ListDepth depth = ListDepth::Feature;
-    ListOrder order = ListOrder::Tree;
+    std::string depth = "feature";
+    std::string order = "tree";
     bool isReversed = false;
     bool isCsv = false;
 };
@@ -144,16 +144,18 @@ Exit runList(const ListArguments& arguments) {
             json.flush(); // nothing can be wrong any more, and whoever waits sees an answer
         }
     }
+    const ListDepth depth = depths().at(arguments.depth);
+    const ListOrder order = orders().at(arguments.order);
     CacheList list = readList(arguments.common, arguments.items);
-    if (arguments.order != ListOrder::Tree || arguments.isReversed) {
-        sortList(list, arguments.order, arguments.isReversed);
+    if (order != ListOrder::Tree || arguments.isReversed) {
+        sortList(list, order, arguments.isReversed);
     }
     if (arguments.common.isJson) {
-        writeJson(list, json, arguments.depth);
+        writeJson(list, json, depth);
     } else if (arguments.isCsv) {
-        writeListCsv(standardOutput(), list, arguments.depth);
+        writeListCsv(standardOutput(), list, depth);
     } else {
-        ListTable(arguments.depth).add(list);
+        ListTable(depth).add(list);
     }
     return tellProblems(list, arguments.common);
 }
@@ -167,11 +169,9 @@ void addListCommand(CLI::App& program, Run& run) {
     command.add_option("ITEM", arguments->items,
                        "Only these: an id, ROOT:ID, a path, or a name that only one item bears");
     command.add_option("--depth", arguments->depth, "How far down to go (feature)")
-        ->type_name("root|project|composition|feature")
-        ->transform(CLI::CheckedTransformer(depths()).description(""));
+        ->check(CLI::IsMember(depths()));
     command.add_option("--sort", arguments->order, "The order of siblings (tree)")
-        ->type_name("tree|size|date|name|files")
-        ->transform(CLI::CheckedTransformer(orders()).description(""));
+        ->check(CLI::IsMember(orders()));
     command.add_flag("--reverse", arguments->isReversed, "The last first");
     command.add_flag("--csv", arguments->isCsv, "One line a feature, as RFC 4180 has it");
     addCommonOptions(command, arguments->common);

@@ -29,14 +29,20 @@ void addCommands(CLI::App& program, Run& run) {
     addSettingsCommand(program, run);
 }
 
-// "help list" is "list --help".
-std::vector<std::string> wordsOf(int argc, char** argv) {
+// "help list" is "list --help". The last word comes first, as the parser takes them.
+std::vector<std::string> wordsOf(const CLI::App& program, int argc, char** argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
     if (!words.empty() && words.front() == "help") {
         words.erase(words.begin());
+        const auto isMeant = [&words](const CLI::App* command) {
+            return command->get_name() == words.front();
+        };
+        if (!words.empty() && program.get_subcommands(isMeant).empty()) {
+            throw UsageError("'" + shownText(words.front()) + "' is no command");
+        }
         words.emplace_back("--help");
     }
-    return {words.rbegin(), words.rend()}; // as the parser takes them
+    return {words.rbegin(), words.rend()};
 }
 
 Exit runProgram(int argc, char** argv) {
@@ -48,7 +54,7 @@ Exit runProgram(int argc, char** argv) {
     Run run;
     addCommands(program, run);
     try {
-        program.parse(wordsOf(argc, argv));
+        program.parse(wordsOf(program, argc, argv));
     } catch (const CLI::Success&) { // help was asked for
         writeOut(program.help());
         return Exit::Done;

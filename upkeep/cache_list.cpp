@@ -407,13 +407,15 @@ CacheList listCaches(const ListOptions& options, const ReadingProgress& progress
     CacheReading reading =
         readCaches({.roots = std::move(answering), .stop = options.stop}, progress);
     list.isInterrupted = reading.isStopped;
+    std::vector<ListProblem>
+        notReached; // what an interrupted reading did not come to is no problem
     std::size_t next = 0;
     for (ListedRoot& root : list.roots) {
         if (root.state != ListedState::TimedOut) {
             ReadRoot& read = reading.roots[next++];
             root.state = listedState(read.state);
             if (root.state == ListedState::Ok) {
-                RootLister(root, list.problems).list(read);
+                RootLister(root, list.isInterrupted ? notReached : list.problems).list(read);
             }
             read = {}; // its memory is wanted
         }

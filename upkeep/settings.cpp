@@ -1,15 +1,17 @@
 #include "upkeep/settings.h"
 
-#include "files/text_file.h"
 #include "store/KavroPISSConfig.h"
 #include "store/kvp_line.h"
 #include "store/product_paths.h"
 #include "store/settings_keys.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <set>
+
+#include <sys/stat.h>
 
 namespace corvid {
 
@@ -63,7 +65,10 @@ std::optional<int> integerIn(std::string_view text) {
 
 std::optional<std::vector<GlobalSetting>> readGlobalSettings() {
     KavroPISSConfig config(IfMissing::LeaveMissing);
-    if (config.IsValid() == 0 && openTextFile(config.getRootPathToProjectConfigFile()).isOpen()) {
+    struct stat status {};
+    const bool isMissing =
+        ::lstat(config.getRootPathToProjectConfigFile(), &status) != 0 && errno == ENOENT;
+    if (config.IsValid() == 0 && !isMissing) {
         return std::nullopt;
     }
     std::vector<GlobalSetting> stored = storedSettings(config);
