@@ -34,11 +34,12 @@ check_configurations() {
 check_layers() {
     local from to flags folder=$scratch/layers
     local -A source=([runtime]=runtime/maro_log.cpp [files]=files/text_file.cpp [store]=store/hash_table.cpp
-        [tree]=MacCacheManager/FrameCacheEntry.cpp [window]=MacCacheManager/AppController.cpp)
+        [upkeep]=upkeep/cache_list.cpp [commands]=commands/list.cpp [tree]=MacCacheManager/FrameCacheEntry.cpp [window]=MacCacheManager/AppController.cpp)
     local -A header=([runtime]=runtime/maro_log.h [files]=files/text_file.h [store]=store/hash_table.h
-        [tree]=MacCacheManager/FrameCacheEntry.h [window]=MacCacheManager/AppController.h
+        [upkeep]=upkeep/cache_list.h [commands]=commands/program.h [tree]=MacCacheManager/FrameCacheEntry.h [window]=MacCacheManager/AppController.h
         [qt]=QString [widgets]=QWidget)
     local -A sees=([runtime]="runtime" [files]="files" [store]="runtime files store"
+        [upkeep]="runtime files store upkeep" [commands]="runtime files store upkeep commands"
         [tree]="runtime files store tree qt" [window]="runtime files store tree window qt widgets")
     tools/step.sh "configure" "$logs/layers.log" cmake -S . -B "$folder" -G Ninja -DCORVID_BUILD_BENCHMARKS=OFF
     for from in "${!source[@]}"; do

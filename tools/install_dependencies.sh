@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what the given groups need: build (compile everything), display (a virtual X server, a session
 # bus and valgrind, for tests and machines without a screen), lint (the formatter and the linter), bench
-# (what the benchmarks measure with and against), clang (the compiler of the sanitized builds and the fuzz targets).
+# (what the benchmarks measure with and against), clang (the compiler of the sanitized builds and the fuzz targets),
+# check (what tests look at answers with).
 #
 # Asks dpkg first and touches no network when nothing is missing. Installs through apt-get as root or
 # through a sudo that asks nothing; otherwise it says what is missing and ends with status 1.
@@ -15,8 +16,9 @@ packages_of() {
     lint) echo clang-format-14 clang-tidy-14 ;;
     bench) echo strace valgrind pkg-config libfuse3-dev ncdu gdu duc-nox agedu ;;
     clang) echo clang-14 libclang-rt-14-dev llvm-14 ;;
+    check) echo python3-jsonschema ;;
     *)
-        echo "install_dependencies.sh: unknown group '$1' (build, display, lint, bench or clang)" >&2
+        echo "install_dependencies.sh: unknown group '$1' (build, display, lint, bench, clang or check)" >&2
         return 1
         ;;
     esac
@@ -30,6 +32,7 @@ commands_of() {
     lint) echo clang-format-14 clang-tidy-14 ;;
     bench) echo strace valgrind pkg-config ;;
     clang) echo clang++-14 ;;
+    check) echo python3 ;;
     esac
 }
 
@@ -48,8 +51,9 @@ require_commands() {
         cat >&2 <<END
 Missing here: ${missing[*]}
 Please install: CMake 3.25 or later, Ninja, a C++20 compiler, Qt 6.4 or later (Core, Gui, Widgets, DBus,
-Test), GoogleTest with GoogleMock, libX11 and libXtst with their headers; for tests and machines without a
-screen also Xvfb and dbus-daemon; for the linters clang-format and clang-tidy 14.
+Test), GoogleTest with GoogleMock, libX11 and libXtst with their headers, CLI11, fmt and JSON for Modern C++;
+for tests and machines without a screen also Xvfb and dbus-daemon, and Python with jsonschema; for the linters
+clang-format and clang-tidy 14.
 END
         return 1
     fi

@@ -25,7 +25,7 @@ has_screen() {
 }
 
 groups=(build)
-targets=(CacheManager sample_cache)
+targets=(CacheManager corvid-cache sample_cache)
 if ! has_screen; then
     groups+=(display)
     targets+=(print_tree window_picture)
@@ -34,6 +34,7 @@ tools/step.sh "install packages" build/install.log tools/install_dependencies.sh
 tools/build.sh release "${targets[@]}"
 choose_cache
 if has_screen; then
+    echo "The same at the command line: $built/commands/corvid-cache list" >&2
     exec "$program" "$@"
 fi
 "$built/tests/e2e/window_picture" "$picture" "$program" "$@"
@@ -41,3 +42,4 @@ echo
 "$built/tools/print_tree"
 echo
 echo "No screen here. Picture of the window: $PWD/$picture"
+echo "The same at the command line: CORVIDPRO_ROOT=$CORVIDPRO_ROOT $built/commands/corvid-cache list"

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 existing=()
-production=(runtime store MacCacheManager tools benchmarks)
+production=(runtime files store upkeep commands MacCacheManager tools benchmarks)
 others=(tests fuzz)
 case ${1:-} in
 all)

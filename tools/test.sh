@@ -9,7 +9,7 @@ preset=$1
 folder=build/$preset
 rm -f "$folder/tests.txt"
 
-groups=(build display)
+groups=(build display check)
 [[ $preset != asan-ubsan && $preset != tsan ]] || groups+=(clang)
 tools/step.sh "install packages" build/install.log tools/install_dependencies.sh "${groups[@]}"
 tools/build.sh "$preset"
