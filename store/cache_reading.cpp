@@ -26,7 +26,8 @@ SharedDirectory share(UniqueFd directory) {
     return std::make_shared<const UniqueFd>(std::move(directory));
 }
 
-constexpr NameRules kFrameNames{.endsDating = stepsAsMinusOne, .numberOf = frameNumber};
+constexpr NameRules kFrameNames{.endsDating = stepsAsMinusOne};
+constexpr NameRules kNumberedFrames{.endsDating = stepsAsMinusOne, .numberOf = frameNumber};
 
 // Files that a directory's reading leaves to other threads, on a volume that keeps them waiting.
 constexpr std::size_t kFilesPerTask = 32;
@@ -35,7 +36,8 @@ constexpr std::size_t kFilesPerTask = 32;
 // order of the directory, so that they do not depend on who read what.
 class CrewMeasurer {
 public:
-    CrewMeasurer(WorkCrew& crew, Identity identity) : m_crew(crew), m_identity(identity) {}
+    CrewMeasurer(WorkCrew& crew, const NameRules& names, Identity identity)
+        : m_crew(crew), m_names(names), m_identity(identity) {}
 
     // `parent` is an open directory, or AT_FDCWD. `parts` must stay where it is until the crew is
     // done.
@@ -81,9 +83,9 @@ private:
         std::uint32_t behind; // so many sub-directories of its directory
     };
 
-    static void measureListed(int directory, const std::string& path, const DirectoryEntry& entry,
-                              std::uint32_t behind, DirectoryMeasure& measure) {
-        if (!measureFile(directory, entry, &kFrameNames, measure)) {
+    void measureListed(int directory, const std::string& path, const DirectoryEntry& entry,
+                       std::uint32_t behind, DirectoryMeasure& measure) const {
+        if (!measureFile(directory, entry, &m_names, measure)) {
             measure.unreadableFiles.push_back({joinedPath(path, entry.name), TreePlace(behind)});
         }
     }
@@ -125,6 +127,7 @@ private:
     }
 
     WorkCrew& m_crew;
+    const NameRules& m_names;
     Identity m_identity;
     FileCounter m_files;
 };
@@ -149,8 +152,11 @@ std::string keyIn(const HashTable* table, const char* directory) {
 
 class Reader {
 public:
-    Reader(const std::atomic<bool>* stop, Identity identity)
-        : m_identity(identity), m_measurer(m_crew, identity), m_stop(stop) {}
+    explicit Reader(const ReadingOptions& options)
+        : m_identity(options.identity),
+          m_measurer(m_crew, options.withFrameNumbers ? kNumberedFrames : kFrameNames,
+                     options.identity),
+          m_stop(options.stop) {}
 
     // The root's directory is listed at once, what is in it when run() works. `root` must stay
     // where it is until then.
@@ -285,16 +291,16 @@ bool stepsAsMinusOne(const char* name) {
 }
 
 std::optional<std::uint64_t> frameNumber(const char* name) {
-    constexpr std::size_t kMostDigits = 18; // more do not fit a number
-    const std::size_t digits = std::strspn(name, "0123456789");
-    if (digits == 0 || digits > kMostDigits || std::strcmp(name + digits, ".raw") != 0) {
-        return std::nullopt;
-    }
+    constexpr std::ptrdiff_t kMostDigits = 18; // more do not fit a number
     std::uint64_t number = 0;
-    for (std::size_t i = 0; i < digits; ++i) {
-        number = number * 10 + static_cast<std::uint64_t>(name[i] - '0');
+    const char* end = name;
+    for (; *end >= '0' && *end <= '9'; ++end) {
+        number = number * 10 + static_cast<std::uint64_t>(*end - '0');
     }
-    return number;
+    const std::ptrdiff_t digits = end - name;
+    const bool isFrame = digits > 0 && digits <= kMostDigits && end[0] == '.' && end[1] == 'r' &&
+                         end[2] == 'a' && end[3] == 'w' && end[4] == '\0';
+    return isFrame ? std::optional(number) : std::nullopt;
 }
 
 void logUnreadableFiles(const DirectoryMeasure& measure) {
@@ -324,7 +330,7 @@ RootTables tablesOfRoot(const std::string& root) {
 CacheReading readCaches(const ReadingOptions& options, const ReadingProgress& progress) {
     CacheReading reading;
     reading.roots.resize(options.roots.size());
-    Reader reader(options.stop, options.identity);
+    Reader reader(options);
     // From the end: what is added last is read first.
     for (std::size_t i = options.roots.size(); i-- > 0;) {
         reading.roots[i].path = options.roots[i];
@@ -341,7 +347,7 @@ ReadProject readProject(const std::string& root, const std::string& directory,
     const std::string path = rootPath(root);
     const SharedDirectory opened = share(openWay(AT_FDCWD, path.c_str(), LinkRule::Follow));
     if (opened->isOpen()) {
-        Reader reader(nullptr, Identity::LeaveOut);
+        Reader reader(ReadingOptions{});
         reader.addProject(opened, path, compositions, project);
         reader.run(nullptr);
     }
@@ -396,7 +402,7 @@ std::vector<ReadingProblem> problemsOf(const CacheReading& reading) {
 std::vector<MeasureParts> measureDirectories(const std::vector<std::string>& paths) {
     std::vector<MeasureParts> results(paths.size());
     WorkCrew crew;
-    CrewMeasurer measurer(crew, Identity::LeaveOut);
+    CrewMeasurer measurer(crew, kFrameNames, Identity::LeaveOut);
     for (std::size_t i = paths.size(); i-- > 0;) {
         crew.add([&measurer, &path = paths[i], &result = results[i]] {
             measurer.measure(AT_FDCWD, path, path, result);

@@ -94,7 +94,10 @@ std::vector<ReadingProblem> problemsOf(const CacheReading& reading);
 struct ReadingOptions {
     std::vector<std::string> roots;          // "/" at their ends or not
     const std::atomic<bool>* stop = nullptr; // the reading ends soon after this becomes true
-    Identity identity = Identity::LeaveOut;  // of projects, compositions and features
+    // What costs more than the rest: the first and last frame of each feature, and the identity of
+    // projects, compositions and features.
+    bool withFrameNumbers = false;
+    Identity identity = Identity::LeaveOut;
 };
 
 // Called on the calling thread, at most twenty times a second, with the number of files read so

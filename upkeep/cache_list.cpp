@@ -404,8 +404,8 @@ std::vector<std::string> probeRoots(CacheList& list, const ListOptions& options)
 CacheList listCaches(const ListOptions& options, const ReadingProgress& progress) {
     CacheList list;
     std::vector<std::string> answering = probeRoots(list, options);
-    CacheReading reading =
-        readCaches({.roots = std::move(answering), .stop = options.stop}, progress);
+    CacheReading reading = readCaches(
+        {.roots = std::move(answering), .stop = options.stop, .withFrameNumbers = true}, progress);
     list.isInterrupted = reading.isStopped;
     std::vector<ListProblem>
         notReached; // what an interrupted reading did not come to is no problem

@@ -87,6 +87,7 @@ Command windowOf(const Bench& bench, const Cache& cache, const char* kind) {
 
 void measureGap(Bench& bench, const std::string& what, const Cache& cache) {
     std::vector<double> gaps;
+    gaps.reserve(static_cast<std::size_t>(bench.rounds));
     for (int round = 0; round < bench.rounds; ++round) {
         gaps.push_back(std::strtod(run(windowOf(bench, cache, "gap")).output.c_str(), nullptr));
     }

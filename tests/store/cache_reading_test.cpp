@@ -311,8 +311,8 @@ TEST_F(CacheReadingTest, TakesTheOtherFactsOfAFeatureOnTheWay) {
         SCOPED_TRACE(seed);
         corvid::test::removeTree(root.path("cache"));
         const RandomCache made(cache(), seed);
-        const CacheReading reading =
-            readCaches({.roots = {cache()}, .identity = corvid::Identity::Ask});
+        const CacheReading reading = readCaches(
+            {.roots = {cache()}, .withFrameNumbers = true, .identity = corvid::Identity::Ask});
         for (const ReadProject& project : reading.roots[0].projects) {
             for (const ReadComposition& composition : project.compositions) {
                 const std::string path = cache() + project.directory + "/" + composition.directory;
@@ -339,7 +339,7 @@ TEST_F(CacheReadingTest, CountsAFileOfSeveralNamesOnceAndALinkForItself) {
     writeFile(feature + "/00000003.raw", std::string(10000, 'x'));
     ASSERT_EQ(::link((feature + "/00000003.raw").c_str(), (feature + "/00000004.raw").c_str()), 0);
     ASSERT_EQ(::symlink("00000003.raw", (feature + "/00000005.raw").c_str()), 0);
-    const CacheReading reading = read();
+    const CacheReading reading = readCaches({.roots = {cache()}, .withFrameNumbers = true});
     const ReadFeature& read = reading.roots.at(0).projects.at(0).compositions.at(0).features.at(0);
     EXPECT_EQ(read.parts.total().bytes, 30000U);
     EXPECT_EQ(read.parts.own.identity.inode, 0U) << "not asked for";
