@@ -26,6 +26,7 @@ void addCommands(CLI::App& program, Run& run) {
     addListCommand(program, run);
     addStatusCommand(program, run);
     addExportCommand(program, run);
+    addQueueCommand(program, run);
     addSettingsCommand(program, run);
 }
 

@@ -79,6 +79,7 @@ using Run = std::function<Exit()>;
 void addListCommand(CLI::App& program, Run& run);
 void addStatusCommand(CLI::App& program, Run& run);
 void addExportCommand(CLI::App& program, Run& run);
+void addQueueCommand(CLI::App& program, Run& run);
 void addSettingsCommand(CLI::App& program, Run& run);
 
 } // namespace corvid

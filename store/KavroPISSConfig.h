@@ -7,15 +7,11 @@
 // other out: the last Commit() wins. An empty line ends the reading, and a Commit() then drops what
 // stood behind it.
 
+#include "store/if_missing.h"
 #include "store/kvp_file.h"
 
 #include <cstdint>
 #include <string>
-
-namespace corvid {
-// Whether a store that is not there is made.
-enum class IfMissing { Create, LeaveMissing };
-} // namespace corvid
 
 class KavroPISSConfig {
 public:

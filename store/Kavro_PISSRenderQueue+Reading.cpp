@@ -179,6 +179,9 @@ int KavroPISSRenderQueue::StartTransaction() {
     if (!corvid::openTextFile(queuePath()).isOpen()) {
         const int whyUnreadable = errno;
         m_isUnread = whyUnreadable != ENOENT;
+        if (m_ifMissing == corvid::IfMissing::LeaveMissing) {
+            return m_isUnread ? 0 : 1;
+        }
         if (createQueueFile(whyUnreadable) == 0) {
             maro_logWarning("Cannot create file '%s' for creation and locking\n", queuePath());
             return 0;

@@ -27,8 +27,8 @@ namespace {
 constexpr char kSourceName[] = "Kavro_PISSRenderQueue";
 
 // The directory of all queue files, with "/" at its end.
-std::string queueDirectory() {
-    KavroPISSConfig config;
+std::string queueDirectory(corvid::IfMissing ifMissing) {
+    KavroPISSConfig config(ifMissing);
     char* text = nullptr;
     config.GetItem(&text, corvid::kGlobalScope, corvid::kRenderQueueRoot.name);
     const corvid::OwnedText setting(text);
@@ -54,16 +54,19 @@ corvid::OwnedText newPath(const std::string& path) {
 
 } // namespace
 
-KavroPISSRenderQueue::KavroPISSRenderQueue() {
-    corvid::unlessOutOfMemory("RenderQueue::RenderQueue", 0, [this] {
-        const std::string directory = queueDirectory();
-        PISSCreateDirectoryPath(directory.c_str());
+KavroPISSRenderQueue::KavroPISSRenderQueue(corvid::IfMissing ifMissing) : m_ifMissing(ifMissing) {
+    const bool makes = ifMissing == corvid::IfMissing::Create;
+    corvid::unlessOutOfMemory("RenderQueue::RenderQueue", 0, [this, makes] {
+        const std::string directory = queueDirectory(m_ifMissing);
+        if (makes) {
+            PISSCreateDirectoryPath(directory.c_str());
+        }
         m_path = newPath(directory + "RQ.txt");
         m_shadowPath = newPath(directory + "ShadowRQ.txt");
         m_projectsPath = newPath(directory + "RQProjects/");
         return 0;
     });
-    if (m_projectsPath != nullptr) {
+    if (m_projectsPath != nullptr && makes) {
         PISSCreateDirectoryPath(m_projectsPath.get());
     }
 }

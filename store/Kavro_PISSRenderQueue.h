@@ -23,6 +23,7 @@
 #include "files/owned_list.h"
 #include "files/owned_text.h"
 #include "files/unique_fd.h"
+#include "store/if_missing.h"
 #include "store/kvp_line.h"
 
 #include <string>
@@ -192,7 +193,10 @@ class KavroPISSRenderQueue {
 public:
     // Finds the directory in the global settings (the default one, with two error lines, when it is
     // not set) and creates it with its "RQProjects". Reads nothing: see StartTransaction().
-    KavroPISSRenderQueue();
+    KavroPISSRenderQueue() : KavroPISSRenderQueue(corvid::IfMissing::Create) {}
+    // The same for those who only look: neither makes anything, and a missing queue is an empty
+    // one.
+    explicit KavroPISSRenderQueue(corvid::IfMissing ifMissing);
     virtual ~KavroPISSRenderQueue();
     KavroPISSRenderQueue(const KavroPISSRenderQueue&) = delete;
     KavroPISSRenderQueue& operator=(const KavroPISSRenderQueue&) = delete;
@@ -264,6 +268,7 @@ private:
     // `text` is room to work in.
     bool copyShadowOverQueue(std::string& text) const;
 
+    const corvid::IfMissing m_ifMissing;
     corvid::OwnedText m_path;
     corvid::UniqueFd m_file; // the transaction's hold on "RQ.txt"
     bool m_isUnread = false; // the items are not what the file holds, nor what a reader makes of it

@@ -122,6 +122,47 @@ TEST_F(ExportCommand, AReaderNeverSeesHalfOfIt) {
     EXPECT_GT(read, 100);
 }
 
+class QueueCommand : public CommandsTest {
+protected:
+    std::string queue() const { return root.productFile("RenderQueue/RQ.txt"); }
+};
+
+TEST_F(QueueCommand, ListsTheJobs) {
+    writeFile(queue(), "{\n\tRQItem string\tProject /Shots/a.aep\n\tRQItem string\tState queued\n"
+                       "\tRQItem int\tframes 250\n\t{\n\t\t{\n\t\t\tOM string\tfile /out/x.mov\n"
+                       "\t\t}\n\t}\n}\n{\n\tRQItem string\tcolour \xff\n\t{\n\t}\n}\n");
+    const Snapshot before = snapshot(root.path());
+    const ProgramRun run = corvidCache({"queue", "list"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "  Job  State             Modules  Files\n"
+                       "    1  queued                  1  /Shots/a.aep, /out/x.mov\n"
+                       "    2  -                       0  \n");
+    const ProgramRun json = corvidCache({"queue", "list", "--json"});
+    EXPECT_THAT(json.out, HasSubstr("{\"name\": \"RQItem\", \"key\": \"frames\", "
+                                    "\"value\": \"250\"}"));
+    EXPECT_THAT(json.out, HasSubstr("\"modules\": [{\"pairs\": [{\"name\": \"OM\", "));
+    EXPECT_THAT(json.out, HasSubstr("\"value_bytes\": \"/w==\""));
+    EXPECT_EQ(snapshot(root.path()), before);
+}
+
+TEST_F(QueueCommand, AMissingQueueIsEmptyAndStaysMissing) {
+    const Snapshot before = snapshot(root.path());
+    const ProgramRun run = corvidCache({"queue", "list", "--json"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr("\"jobs\": []"));
+    EXPECT_EQ(snapshot(root.path()), before);
+}
+
+TEST_F(QueueCommand, ABrokenQueueGivesWhatStandsBeforeTheBreak) {
+    writeFile(queue(), "{\n\tRQItem string\tState queued\n\t{\n\t}\n}\nnonsense here\n");
+    const ProgramRun run = corvidCache({"queue", "list", "--json"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("\"complete\": false"));
+    EXPECT_THAT(run.out, HasSubstr("\"state\": \"queued\""));
+    EXPECT_EQ(corvidCache({"queue", "list"}).err,
+              "corvid-cache: The render queue cannot be read to its end.\n");
+}
+
 using SettingsCommand = CommandsTest;
 
 TEST_F(SettingsCommand, ShowsEveryKeyAndSetsOne) {

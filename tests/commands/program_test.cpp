@@ -31,6 +31,8 @@ const std::vector<std::vector<std::string>> kReading = {
     {"export", "--format", "json"},
     {"settings", "show"},
     {"settings", "show", "--json"},
+    {"queue", "list"},
+    {"queue", "list", "--json"},
 };
 
 TEST_F(Program, ReadingCommandsChangeNothing) {
@@ -53,7 +55,7 @@ TEST_F(Program, TellsItsVersion) {
 
 TEST_F(Program, HelpsOnStandardOutputWithAnExample) {
     EXPECT_THAT(corvidCache({"--help"}).out, HasSubstr("list"));
-    for (const char* command : {"list", "status", "export", "settings"}) {
+    for (const char* command : {"list", "status", "export", "queue", "settings"}) {
         for (const auto& words : {std::vector<std::string>{command, "--help"}, {"help", command}}) {
             const ProgramRun run = corvidCache(words);
             EXPECT_EQ(run.status, 0) << command;
@@ -84,6 +86,8 @@ TEST_F(Program, WrongUsageIsOneLineAndStatusTwo) {
         {"export", "--format", "csv", "--projects", "1e400"},
         {"settings"},
         {"settings", "nonsense"},
+        {"queue"},
+        {"queue", "list", "extra"},
         {"settings", "set"},
         {"settings", "set", "SizeOfFrameCacheInMB"},
         {"settings", "set", "SizeOfFrameCacheInMB", "much"},
