@@ -65,7 +65,12 @@ void writeFile(const std::string& path, const std::string& text) {
 }
 
 Exit runExport(const ExportArguments& arguments) {
-    const CacheList list = readList(arguments.common);
+    CacheList list = readList(arguments.common);
+    checkSettings(list);
+    if (list.isInterrupted) { // figures of a part would be taken for those of the whole
+        complain("interrupted: nothing was exported");
+        return Exit::Interrupted;
+    }
     if (arguments.output.empty()) {
         writeExport(list, arguments, standardOutput());
     } else {
@@ -73,7 +78,7 @@ Exit runExport(const ExportArguments& arguments) {
         writeExport(list, arguments, [&text](std::string_view piece) { text += piece; });
         writeFile(arguments.output, text);
     }
-    return tellProblems(list, arguments.common);
+    return tellProblems(list, {});
 }
 
 } // namespace
@@ -88,12 +93,13 @@ void addExportCommand(CLI::App& program, Run& run) {
         ->required()
         ->check(CLI::IsMember({"prometheus", "openmetrics", "csv", "json"}));
     command.add_option("-o,--output", arguments->output, "Replaces this file whole")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(notEmpty());
     command
         .add_option("--projects", arguments->projects,
                     "So many projects, the largest, have series of their own (60)")
         ->check(CLI::Range(0, 1000000));
-    addCommonOptions(command, arguments->common);
+    addReadingOptions(command, arguments->common);
     setExample(command, "corvid-cache export --format prometheus "
                         "-o /var/lib/prometheus/node-exporter/corvid-cache.prom");
     command.callback([arguments, &run] { run = [arguments] { return runExport(*arguments); }; });

@@ -137,6 +137,7 @@ Exit runList(const ListArguments& arguments) {
     if (arguments.isCsv && arguments.common.isJson) {
         throw UsageError("--csv and --json exclude each other");
     }
+    checkOptions(arguments.common);
     JsonWriter json(standardOutput());
     if (arguments.common.isJson) {
         beginAnswer(json, "list");

@@ -25,22 +25,39 @@ Exit usage(const std::string& why) {
 void addCommands(CLI::App& program, Run& run) {
     addListCommand(program, run);
     addStatusCommand(program, run);
+    addCheckCommand(program, run);
     addExportCommand(program, run);
     addQueueCommand(program, run);
     addSettingsCommand(program, run);
 }
 
+// Refuses a word that stands where a command must stand and is none, by its name.
+void checkCommands(const CLI::App& program, const std::vector<std::string>& words) {
+    const CLI::App* command = &program;
+    for (const std::string& word : words) {
+        const bool wantsCommand = command->get_require_subcommand_min() > 0;
+        if (!wantsCommand || word.empty() || word.front() == '-') {
+            return;
+        }
+        const std::vector<const CLI::App*> meant = command->get_subcommands(
+            [&word](const CLI::App* each) { return each->get_name() == word; });
+        if (meant.empty()) {
+            throw UsageError("'" + shownText(word) + "' is no command; 'corvid-cache --help' " +
+                             "lists them");
+        }
+        command = meant.front();
+    }
+}
+
 // "help list" is "list --help". The last word comes first, as the parser takes them.
 std::vector<std::string> wordsOf(const CLI::App& program, int argc, char** argv) {
     std::vector<std::string> words(argv + 1, argv + argc);
-    if (!words.empty() && words.front() == "help") {
+    const bool isHelp = !words.empty() && words.front() == "help";
+    if (isHelp) {
         words.erase(words.begin());
-        const auto isMeant = [&words](const CLI::App* command) {
-            return command->get_name() == words.front();
-        };
-        if (!words.empty() && program.get_subcommands(isMeant).empty()) {
-            throw UsageError("'" + shownText(words.front()) + "' is no command");
-        }
+    }
+    checkCommands(program, words);
+    if (isHelp) {
         words.emplace_back("--help");
     }
     return {words.rbegin(), words.rend()};
@@ -54,8 +71,14 @@ Exit runProgram(int argc, char** argv) {
     program.footer("'corvid-cache help COMMAND' tells more about a command, with an example.");
     Run run;
     addCommands(program, run);
+    for (CLI::App* command : program.get_subcommands({})) {
+        command->set_version_flag("--version", CORVID_VERSION, "The version of the program");
+    }
     try {
         program.parse(wordsOf(program, argc, argv));
+    } catch (const CLI::CallForVersion&) {
+        writeOut(kVersionLine);
+        return Exit::Done;
     } catch (const CLI::Success&) { // help was asked for
         writeOut(program.help());
         return Exit::Done;
@@ -71,15 +94,15 @@ Exit runProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     using corvid::Exit;
-    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
-        const ssize_t written =
-            ::write(STDOUT_FILENO, corvid::kVersionLine, std::strlen(corvid::kVersionLine));
-        return written < 0 ? static_cast<int>(Exit::Partly) : 0;
-    }
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     Exit exit = Exit::Partly;
     try {
-        exit = corvid::runProgram(argc, argv);
+        if (argc == 2 && std::strcmp(argv[1], "--version") == 0) { // at once
+            corvid::writeOut(corvid::kVersionLine);
+            exit = Exit::Done;
+        } else {
+            exit = corvid::runProgram(argc, argv);
+        }
     } catch (const corvid::OutputClosed&) {
         exit = Exit::Done;
     } catch (const corvid::UsageError& error) {

@@ -2,7 +2,10 @@
 
 #include "files/path_text.h"
 #include "store/KavroPISSFrameCacheRegistry.h"
+#include "store/PISSFileUtilities.h"
+#include "store/product_paths.h"
 #include "upkeep/list_document.h"
+#include "upkeep/settings.h"
 #include "upkeep/shown_text.h"
 
 #include <fmt/format.h>
@@ -28,18 +31,37 @@ Exit worse(Exit left, Exit right) {
     return rank(left) < rank(right) ? right : left;
 }
 
+CLI::Validator notEmpty() {
+    return CLI::Validator(
+        [](const std::string& text) { return text.empty() ? "'' is no path" : std::string(); }, "");
+}
+
+void addAnswerOptions(CLI::App& command, CommonOptions& options) {
+    command.add_flag("--json", options.isJson, "The answer as a JSON document");
+    addQuietOptions(command, options);
+}
+
+void addQuietOptions(CLI::App& command, CommonOptions& options) {
+    command.add_option("--progress", options.progress, "auto, always or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}));
+    command.add_flag("--quiet,-q", options.isQuiet, "No progress");
+    command.add_flag("--no-color", options.hasNoColor, "No colours (nor with NO_COLOR)");
+}
+
 void addCommonOptions(CLI::App& command, CommonOptions& options) {
+    addReadingOptions(command, options);
+    command.add_flag("--json", options.isJson, "The answer as a JSON document");
+}
+
+void addReadingOptions(CLI::App& command, CommonOptions& options) {
     command.add_option("--root", options.root, "Only this cache root, registered or not")
-        ->type_name("PATH");
+        ->type_name("PATH")
+        ->check(notEmpty());
     command
         .add_option("--timeout", options.timeout,
                     "How long a volume may take to give its first answer (5s)")
         ->type_name("AGE");
-    command.add_option("--progress", options.progress, "auto, always or never")
-        ->check(CLI::IsMember({"auto", "always", "never"}));
-    command.add_flag("--quiet,-q", options.isQuiet, "No progress");
-    command.add_flag("--json", options.isJson, "The answer as a JSON document");
-    command.add_flag("--no-color", options.hasNoColor, "No colours (nor with NO_COLOR)");
+    addQuietOptions(command, options);
 }
 
 void setExample(CLI::App& command, const std::string& example) {
@@ -135,33 +157,59 @@ private:
     std::time_t m_last = 0;
 };
 
-std::vector<std::string> rootsFor(const CommonOptions& options) {
+// What could not be read of the registry becomes a problem.
+std::vector<std::string> rootsFor(const CommonOptions& options,
+                                  std::vector<ListProblem>& problems) {
     if (!options.root.empty()) {
         return {std::string(withoutSeparators(options.root))};
     }
     KavroPISSFrameCacheRegistry registry;
+    if (registry.readResult() == ReadResult::Unreadable) {
+        problems.push_back({productPath(assignCorvidProFrameCacheRegistryFilePath),
+                            ListProblemKind::Unreadable, "The registry cannot be read."});
+    }
     return distinctCacheRoots(registry);
 }
 
-} // namespace
-
-CacheList readList(const CommonOptions& options, const std::vector<std::string>& items) {
+std::chrono::seconds timeoutOf(const CommonOptions& options) {
+    constexpr std::chrono::hours kLongest{24 * 365};
     const std::optional<std::chrono::seconds> timeout = parseAge(options.timeout);
     if (!timeout || timeout->count() == 0) {
         throw UsageError(
             fmt::format("--timeout: '{}' is no time such as 5s or 2m", shownText(options.timeout)));
     }
+    return std::min<std::chrono::seconds>(*timeout, kLongest);
+}
+
+} // namespace
+
+void checkOptions(const CommonOptions& options) {
+    static_cast<void>(timeoutOf(options));
+}
+
+CacheList readList(const CommonOptions& options, const std::vector<std::string>& items) {
+    std::vector<ListProblem> problems;
+    ListOptions reading{.roots = rootsFor(options, problems),
+                        .items = items,
+                        .timeout = timeoutOf(options),
+                        .stop = &g_isInterrupted};
     listenForInterrupts();
     Progress progress(options);
     progress.show(0);
     try {
-        return listCaches({.roots = rootsFor(options),
-                           .items = items,
-                           .timeout = *timeout,
-                           .stop = &g_isInterrupted},
-                          [&progress](std::uint64_t files) { progress.show(files); });
+        CacheList list =
+            listCaches(reading, [&progress](std::uint64_t files) { progress.show(files); });
+        list.problems.insert(list.problems.begin(), problems.begin(), problems.end());
+        return list;
     } catch (const UnknownItem& unknown) {
         throw UsageError(shownText(unknown.what()));
+    }
+}
+
+void checkSettings(CacheList& list) {
+    if (!readGlobalSettings()) {
+        list.problems.push_back({productPath(assignCorvidProRootConfigDirectoryPath) + "Config.txt",
+                                 ListProblemKind::Unreadable, "The settings cannot be read."});
     }
 }
 
@@ -173,6 +221,9 @@ Exit tellProblems(const CacheList& list, const CommonOptions& options) {
     }
     if (problems.size() > kMost && !options.isJson) {
         complain(fmt::format("and {} more", problems.size() - kMost));
+    }
+    if (list.isInterrupted) {
+        complain("interrupted: the answer holds what had been read until then");
     }
     return list.isInterrupted ? Exit::Interrupted : problems.empty() ? Exit::Done : Exit::Partly;
 }

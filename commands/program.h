@@ -53,7 +53,15 @@ struct CommonOptions {
     bool hasNoColor = false;
 };
 
-// Adds them to a command.
+// Refuses an empty text.
+CLI::Validator notEmpty();
+// --progress, --quiet and --no-color.
+void addQuietOptions(CLI::App& command, CommonOptions& options);
+// These and --json, for every command that answers.
+void addAnswerOptions(CLI::App& command, CommonOptions& options);
+// These without --json, and --root and --timeout, for those that read the caches.
+void addReadingOptions(CLI::App& command, CommonOptions& options);
+// All of them.
 void addCommonOptions(CLI::App& command, CommonOptions& options);
 // The last lines of a command's help.
 void setExample(CLI::App& command, const std::string& example);
@@ -67,6 +75,10 @@ void complain(const std::string& line);
 // Reads the caches for a command: the registered ones or --root. A running count is shown when
 // somebody looks at it; the first Ctrl-C ends the reading. Throws UsageError.
 CacheList readList(const CommonOptions& options, const std::vector<std::string>& items = {});
+// Refuses what is wrong with the options before anything is answered. Throws UsageError.
+void checkOptions(const CommonOptions& options);
+// Adds the problem of settings that cannot be read.
+void checkSettings(CacheList& list);
 // Complains about what could not be read, briefly; the status that follows from it.
 Exit tellProblems(const CacheList& list, const CommonOptions& options);
 
@@ -78,6 +90,7 @@ using Run = std::function<Exit()>;
 // One function per command: adds it to the program and sets *run when it is chosen.
 void addListCommand(CLI::App& program, Run& run);
 void addStatusCommand(CLI::App& program, Run& run);
+void addCheckCommand(CLI::App& program, Run& run);
 void addExportCommand(CLI::App& program, Run& run);
 void addQueueCommand(CLI::App& program, Run& run);
 void addSettingsCommand(CLI::App& program, Run& run);

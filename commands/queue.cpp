@@ -102,10 +102,10 @@ void addQueueCommand(CLI::App& program, Run& run) {
     command.require_subcommand(1);
     setExample(command, "corvid-cache queue list");
     CLI::App& list = *command.add_subcommand("list", "The jobs with state, files and modules");
-    const auto isJson = std::make_shared<bool>(false);
-    list.add_flag("--json", *isJson, "The answer as a JSON document");
+    const auto options = std::make_shared<CommonOptions>();
+    addAnswerOptions(list, *options);
     setExample(list, "corvid-cache queue list --json");
-    list.callback([isJson, &run] { run = [isJson] { return runList(*isJson); }; });
+    list.callback([options, &run] { run = [options] { return runList(options->isJson); }; });
 }
 
 } // namespace corvid

@@ -12,14 +12,18 @@ namespace corvid {
 
 namespace {
 
-constexpr char kNotRead[] = "the settings cannot be read";
+constexpr char kNotRead[] = "The settings cannot be read.";
 
-void writeJson(const std::vector<GlobalSetting>& settings) {
+void writeJson(const std::optional<std::vector<GlobalSetting>>& settings) {
     JsonWriter json(standardOutput());
     beginAnswer(json, "settings show");
-    writeState(json, true, {});
+    std::vector<ListProblem> problems;
+    if (!settings) {
+        problems.push_back({"Config.txt", ListProblemKind::Unreadable, kNotRead});
+    }
+    writeState(json, problems.empty(), problems);
     json.beginObject("settings");
-    for (const GlobalSetting& setting : settings) {
+    for (const GlobalSetting& setting : settings.value_or(std::vector<GlobalSetting>())) {
         json.newLine();
         if (const int* number = std::get_if<int>(&setting.value)) {
             json.number(setting.key, *number);
@@ -45,16 +49,14 @@ void writeTable(const std::vector<GlobalSetting>& settings) {
 
 Exit runShow(bool isJson) {
     const std::optional<std::vector<GlobalSetting>> settings = readGlobalSettings();
-    if (!settings) {
-        complain(kNotRead);
-        return Exit::Partly;
-    }
     if (isJson) {
-        writeJson(*settings);
-    } else {
+        writeJson(settings);
+    } else if (settings) {
         writeTable(*settings);
+    } else {
+        complain(kNotRead);
     }
-    return Exit::Done;
+    return settings ? Exit::Done : Exit::Partly;
 }
 
 Exit runSet(const std::string& key, const std::string& value) {
@@ -83,10 +85,10 @@ void addSettingsCommand(CLI::App& program, Run& run) {
     setExample(command, "corvid-cache settings set SizeOfFrameCacheInMB 50000");
 
     CLI::App& show = *command.add_subcommand("show", "Every setting with its value");
-    const auto isJson = std::make_shared<bool>(false);
-    show.add_flag("--json", *isJson, "The answer as a JSON document");
+    const auto options = std::make_shared<CommonOptions>();
+    addAnswerOptions(show, *options);
     setExample(show, "corvid-cache settings show");
-    show.callback([isJson, &run] { run = [isJson] { return runShow(*isJson); }; });
+    show.callback([options, &run] { run = [options] { return runShow(options->isJson); }; });
 
     CLI::App& set = *command.add_subcommand("set", "Changes one setting");
     const auto words = std::make_shared<std::pair<std::string, std::string>>();

@@ -113,8 +113,10 @@ public:
 
     bool cannotOpen(const std::string& /*path*/) {
         ++m_measure.directories;
+        ++m_measure.closedDirectories;
         return true;
     }
+    void listingFailed() { ++m_measure.closedDirectories; }
     bool leave(int parent, const char* name, const std::string& /*path*/) {
         ++m_measure.directories;
         struct stat status {};
@@ -200,6 +202,7 @@ void addMeasure(DirectoryMeasure& sum, const DirectoryMeasure& part) {
     sum.bytes += part.bytes;
     sum.files += part.files;
     sum.directories += part.directories;
+    sum.closedDirectories += part.closedDirectories;
     sum.allocated += part.allocated;
     if (!sum.dateEnded && part.newest != 0) {
         addDate(part.newest, sum);

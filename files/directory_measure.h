@@ -31,6 +31,8 @@ struct DirectoryMeasure {
     long oldest = 0;         // smallest time of the same files; 0 without a date
     bool dateEnded = false;  // a file was met that ends the dating: those behind it have no say
     std::uint64_t directories = 0; // at any depth, this one left out
+    // So many of these, or of this one itself, could not be read, or not to their end.
+    std::uint64_t closedDirectories = 0;
     // The numbers that names of files directly inside bear.
     std::optional<std::uint64_t> firstNumber;
     std::optional<std::uint64_t> lastNumber;

@@ -70,6 +70,8 @@ private:
 //        after a directory's contents, not called for the starting directory;
 //   static std::string join(const std::string& path, const char* name)
 //        the path of an entry: the directory's path, at most one "/", the name.
+// and, if it wants to know,
+//   void listingFailed()                            when the reading of a directory broke off.
 // The first four return whether to go on. When one returns false the walk ends; then, from the
 // innermost outwards,
 //   void abandoned(const std::string& path)
@@ -163,6 +165,11 @@ private:
                 m_place.reset();
             } else if (!m_visitor.file(scan.descriptor(), m_path, entry)) {
                 return false;
+            }
+        }
+        if constexpr (requires { m_visitor.listingFailed(); }) {
+            if (scan.failed()) {
+                m_visitor.listingFailed();
             }
         }
         return m_visitor.filesEnded();

@@ -25,6 +25,9 @@ public:
     KavroPISSFrameCacheRegistry(const KavroPISSFrameCacheRegistry&) = delete;
     KavroPISSFrameCacheRegistry& operator=(const KavroPISSFrameCacheRegistry&) = delete;
 
+    // What became of the reading.
+    corvid::ReadResult readResult() const { return m_file.readResult(); }
+
     int StartTransaction() { return 1; }
     // Rewrites the file; a line that would do harm to others is left out with one warning. 0 with
     // one warning when the file cannot be opened or written (it keeps its old text) or an entry's

@@ -66,6 +66,7 @@ public:
             }
         }
         m_files.countRest(own.files);
+        own.closedDirectories += scan.failed() ? 1U : 0U;
         const SharedDirectory directory = share(scan.takeDescriptor());
         shareFiles(directory, path, waiting, parts);
         for (std::size_t i = 0; i < subdirectoryNames.size(); ++i) {
@@ -118,6 +119,7 @@ private:
             part = measureDirectoryAt(directory->get(), name.c_str(), whole, noRules, &m_files,
                                       m_identity);
             ++part.directories;
+            part.closedDirectories += part.opened ? 0U : 1U;
             part.newest = 0;
             part.oldest = 0;
             for (DirectoryMeasure::UnreadableFile& file : part.unreadableFiles) {
@@ -133,8 +135,9 @@ private:
 };
 
 // The directories in an open one, each made into an item by `make`, and the names of the rest.
+// Whether its reading broke off.
 template <class Item, class Make>
-void listLevel(DirectoryScan& scan, std::vector<Item>& items, std::vector<std::string>& others,
+bool listLevel(DirectoryScan& scan, std::vector<Item>& items, std::vector<std::string>& others,
                Make make) {
     for (DirectoryEntry entry{}; scan.next(entry);) {
         if (entry.kind == EntryKind::Directory) {
@@ -143,6 +146,7 @@ void listLevel(DirectoryScan& scan, std::vector<Item>& items, std::vector<std::s
             others.emplace_back(entry.name);
         }
     }
+    return scan.failed();
 }
 
 std::string keyIn(const HashTable* table, const char* directory) {
@@ -168,7 +172,7 @@ public:
             return;
         }
         root.tables = tablesOfRoot(root.path);
-        listLevel(scan, root.projects, root.others, [&root](const char* name) {
+        root.isCut = listLevel(scan, root.projects, root.others, [&root](const char* name) {
             return ReadProject{.directory = name, .key = keyIn(root.tables.projects.get(), name)};
         });
         std::erase_if(root.others, [](const std::string& name) {
@@ -220,9 +224,10 @@ private:
             return;
         }
         identifyLevel(scan, project.identity);
-        listLevel(scan, project.compositions, project.others, [compositions](const char* name) {
-            return ReadComposition{.directory = name, .key = keyIn(compositions, name)};
-        });
+        project.isCut =
+            listLevel(scan, project.compositions, project.others, [compositions](const char* name) {
+                return ReadComposition{.directory = name, .key = keyIn(compositions, name)};
+            });
         const SharedDirectory directory = share(scan.takeDescriptor());
         for (ReadComposition& composition : project.compositions) {
             m_crew.runOrAdd([this, directory, path, &composition] {
@@ -243,8 +248,9 @@ private:
             return;
         }
         identifyLevel(scan, composition.identity);
-        listLevel(scan, composition.features, composition.others,
-                  [](const char* name) { return ReadFeature{.directory = name}; });
+        composition.isCut =
+            listLevel(scan, composition.features, composition.others,
+                      [](const char* name) { return ReadFeature{.directory = name}; });
         const SharedDirectory directory = share(scan.takeDescriptor());
         for (ReadFeature& feature : composition.features) {
             m_crew.runOrAdd([this, directory, path, &feature] {
@@ -291,13 +297,17 @@ bool stepsAsMinusOne(const char* name) {
 }
 
 std::optional<std::uint64_t> frameNumber(const char* name) {
-    constexpr std::ptrdiff_t kMostDigits = 18; // more do not fit a number
+    constexpr std::ptrdiff_t kMostDigits = 19; // more may not fit a number
     std::uint64_t number = 0;
-    const char* end = name;
+    const char* begin = name;
+    while (begin[0] == '0' && begin[1] >= '0' && begin[1] <= '9') {
+        ++begin;
+    }
+    const char* end = begin;
     for (; *end >= '0' && *end <= '9'; ++end) {
         number = number * 10 + static_cast<std::uint64_t>(*end - '0');
     }
-    const std::ptrdiff_t digits = end - name;
+    const std::ptrdiff_t digits = end - begin;
     const bool isFrame = digits > 0 && digits <= kMostDigits && end[0] == '.' && end[1] == 'r' &&
                          end[2] == 'a' && end[3] == 'w' && end[4] == '\0';
     return isFrame ? std::optional(number) : std::nullopt;
@@ -321,10 +331,31 @@ std::string rootPath(const std::string& root) {
     return root.empty() || root.back() != '/' ? root + "/" : root;
 }
 
+namespace {
+
+std::shared_ptr<const HashTable> tableAt(const std::string& path, bool& isUnknown) {
+    ReadResult result = ReadResult::Whole;
+    std::shared_ptr<const HashTable> table = sharedHashTable(path.c_str(), &result);
+    isUnknown = result == ReadResult::Unreadable || (table != nullptr && table->oddHashes() > 0);
+    return table;
+}
+
+} // namespace
+
 RootTables tablesOfRoot(const std::string& root) {
     const std::string path = rootPath(root);
-    return {sharedHashTable((path + kProjectTable).c_str()),
-            sharedHashTable((path + kCompositionTable).c_str())};
+    RootTables tables;
+    tables.projects = tableAt(path + kProjectTable, tables.areProjectsUnknown);
+    tables.compositions = tableAt(path + kCompositionTable, tables.areCompositionsUnknown);
+    return tables;
+}
+
+std::string projectTablePath(const std::string& root) {
+    return rootPath(root) + kProjectTable;
+}
+
+std::string compositionTablePath(const std::string& root) {
+    return rootPath(root) + kCompositionTable;
 }
 
 CacheReading readCaches(const ReadingOptions& options, const ReadingProgress& progress) {

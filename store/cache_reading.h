@@ -38,6 +38,7 @@ struct ReadComposition {
     std::string directory;
     std::string key = {}; // of the table; empty when no line names the directory
     bool opened = false;
+    bool isCut = false;              // its reading broke off
     DirectoryIdentity identity = {}; // its own, as below
     std::vector<ReadFeature> features = {};
     std::vector<std::string> others = {}; // what is no directory in it, hidden names left out
@@ -50,6 +51,7 @@ struct ReadProject {
     std::string directory;
     std::string key = {};
     bool opened = false;
+    bool isCut = false;
     DirectoryIdentity identity = {};
     std::vector<ReadComposition> compositions = {};
     std::vector<std::string> others = {};
@@ -65,12 +67,19 @@ enum class RootState { Ok, Missing, NotADirectory, Unreadable };
 struct RootTables {
     std::shared_ptr<const HashTable> projects;
     std::shared_ptr<const HashTable> compositions;
+    // There are tables that cannot be read, or that hold what no table holds: whom they name is not
+    // known then.
+    bool areProjectsUnknown = false;
+    bool areCompositionsUnknown = false;
 };
 RootTables tablesOfRoot(const std::string& root);
+std::string projectTablePath(const std::string& root);
+std::string compositionTablePath(const std::string& root);
 
 struct ReadRoot {
     std::string path; // as it was given
     RootState state = RootState::Unreadable;
+    bool isCut = false;
     RootTables tables;
     std::vector<ReadProject> projects;
     std::vector<std::string> others = {}; // the tables themselves left out, too

@@ -4,6 +4,7 @@
 #include "runtime/maro_log.h"
 #include "runtime/out_of_memory.h"
 #include "store/PISSFileUtilities.h"
+#include "store/PISSMD5.h"
 #include "store/kvp_line.h"
 
 #include <algorithm>
@@ -112,6 +113,14 @@ HashTable::HashTable(const HashTable& other) : m_hashesWithoutKey(other.m_hashes
     for (const Entry& entry : other.m_entries) {
         add(entry.hash, entry.key);
     }
+}
+
+std::size_t HashTable::oddHashes() const {
+    return static_cast<std::size_t>(
+        std::count_if(m_entries.begin(), m_entries.end(), [](const Entry& entry) {
+            return entry.hash.find_first_not_of("0123456789abcdef") != std::string_view::npos ||
+                   entry.hash.size() != kPrintableHashLength;
+        }));
 }
 
 std::size_t HashTable::EntryHash::operator()(const Entry& entry) const {

@@ -39,6 +39,8 @@ public:
     const char* keyOf(std::string_view hash) const;
     const char* hashOf(std::string_view key) const;
     std::size_t size() const { return m_entries.size(); }
+    // How many entries have something else than a hash for a hash: a damaged file's.
+    std::size_t oddHashes() const;
 
     // The file's text. An entry whose line would do harm to others (a line feed in it, too long, no
     // word at all) is left out with one warning: it lives in memory only. Blanks in front of a key

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 namespace corvid {
 
@@ -115,14 +116,25 @@ void sortByDirectory(std::vector<Item>& items) {
 // yet.
 class RootLister {
 public:
-    RootLister(ListedRoot& root, std::vector<ListProblem>& problems)
-        : m_root(root), m_path(rootPath(root.path)), m_problems(problems) {}
+    // Of an interrupted reading only what it came to is listed, and what it did not come to is no
+    // problem.
+    RootLister(ListedRoot& root, std::vector<ListProblem>& problems, bool isInterrupted)
+        : m_root(root), m_path(rootPath(root.path)), m_problems(problems),
+          m_isInterrupted(isInterrupted) {}
 
     void list(ReadRoot& read) {
+        noteTable(read.tables.areProjectsUnknown, projectTablePath(m_root.path));
+        noteTable(read.tables.areCompositionsUnknown, compositionTablePath(m_root.path));
+        noteIfCut(read.isCut, "");
+        m_areProjectsKnown = !read.tables.areProjectsUnknown;
+        m_areCompositionsKnown = !read.tables.areCompositionsUnknown;
         for (ReadProject& project : read.projects) {
+            if (m_isInterrupted && !project.opened) {
+                continue;
+            }
             if (project.isNamed()) {
                 m_root.projects.push_back(listed(project));
-            } else {
+            } else if (m_areProjectsKnown) {
                 addStray(project.directory, StrayKind::UnnamedProject,
                          [&] { return contentsOf(project); });
             }
@@ -139,11 +151,15 @@ private:
     ListedProject listed(ReadProject& read) {
         ListedProject project{.directory = read.directory, .key = read.key};
         noteUnlessOpened(read.opened, read.directory);
+        noteIfCut(read.isCut, read.directory);
         for (ReadComposition& composition : read.compositions) {
             const std::string path = read.directory + "/" + composition.directory;
+            if (m_isInterrupted && !composition.opened) {
+                continue;
+            }
             if (composition.isNamed()) {
                 project.compositions.push_back(listed(composition, path));
-            } else {
+            } else if (m_areCompositionsKnown) {
                 addStray(path, StrayKind::UnnamedComposition,
                          [&] { return contentsOf(composition, path); });
             }
@@ -156,8 +172,12 @@ private:
     ListedComposition listed(ReadComposition& read, const std::string& path) {
         ListedComposition composition{.directory = read.directory, .key = read.key};
         noteUnlessOpened(read.opened, path);
+        noteIfCut(read.isCut, path);
         composition.features.reserve(read.features.size());
         for (ReadFeature& feature : read.features) {
+            if (m_isInterrupted && !feature.parts.own.opened) {
+                continue;
+            }
             const DirectoryMeasure measure = measured(feature, path);
             Sum sum;
             sum.add(measure);
@@ -176,6 +196,12 @@ private:
         DirectoryMeasure measure = feature.parts.total();
         const std::string path = composition + "/" + feature.directory;
         noteUnlessOpened(measure.opened, path);
+        if (measure.closedDirectories > 0) {
+            m_problems.push_back({.path = m_path + path,
+                                  .kind = ListProblemKind::Unreadable,
+                                  .message = "A folder in it cannot be read, or not to its end.",
+                                  .count = measure.closedDirectories});
+        }
         if (!measure.unreadableFiles.empty()) {
             const std::size_t count = measure.unreadableFiles.size();
             m_problems.push_back(
@@ -188,8 +214,27 @@ private:
         return measure;
     }
 
+    // Whom the table names is not known then: nothing is called unnamed for it.
+    void noteTable(bool isUnknown, const std::string& path) {
+        struct stat status {};
+        if (isUnknown) {
+            const bool isFile = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+                                ::access(path.c_str(), R_OK) == 0;
+            m_problems.push_back({path,
+                                  isFile ? ListProblemKind::Damaged : ListProblemKind::Unreadable,
+                                  isFile ? "The table is damaged." : "The table cannot be read."});
+        }
+    }
+
+    void noteIfCut(bool isCut, const std::string& path) {
+        if (isCut) {
+            m_problems.push_back({m_path + path, ListProblemKind::Unreadable,
+                                  "The folder could not be read to its end."});
+        }
+    }
+
     void noteUnlessOpened(bool isOpened, const std::string& path) {
-        if (!isOpened) {
+        if (!isOpened && !m_isInterrupted) {
             m_problems.push_back(
                 {m_path + path, ListProblemKind::Unreadable, "The folder cannot be read."});
         }
@@ -259,6 +304,9 @@ private:
     ListedRoot& m_root;
     const std::string m_path; // with "/" at its end
     std::vector<ListProblem>& m_problems;
+    const bool m_isInterrupted;
+    bool m_areProjectsKnown = true;
+    bool m_areCompositionsKnown = true;
 };
 
 ListedState listedState(RootState state) {
@@ -383,6 +431,9 @@ private:
 std::vector<std::string> probeRoots(CacheList& list, const ListOptions& options) {
     std::vector<std::string> answering;
     for (const std::string& path : options.roots) {
+        if (options.stop != nullptr && *options.stop) {
+            break;
+        }
         ListedRoot& root = list.roots.emplace_back();
         root.path = path;
         const std::optional<RootProbe> answer =
@@ -405,15 +456,13 @@ CacheList listCaches(const ListOptions& options, const ReadingProgress& progress
     CacheReading reading = readCaches(
         {.roots = std::move(answering), .stop = options.stop, .withFrameNumbers = true}, progress);
     list.isInterrupted = reading.isStopped;
-    std::vector<ListProblem>
-        notReached; // what an interrupted reading did not come to is no problem
     std::size_t next = 0;
     for (ListedRoot& root : list.roots) {
         if (root.state != ListedState::TimedOut) {
             ReadRoot& read = reading.roots[next++];
             root.state = listedState(read.state);
             if (root.state == ListedState::Ok) {
-                RootLister(root, list.isInterrupted ? notReached : list.problems).list(read);
+                RootLister(root, list.problems, list.isInterrupted).list(read);
             }
             read = {}; // its memory is wanted
         }
@@ -422,10 +471,14 @@ CacheList listCaches(const ListOptions& options, const ReadingProgress& progress
             list.problems.push_back(rootProblem(root, options.timeout));
         }
     }
-    if (!options.items.empty()) {
-        keepItems(list, options.items);
+    if (!list.isInterrupted) {
+        if (!options.items.empty()) {
+            keepItems(list, options.items);
+        }
+        findProjectFiles(list, options.timeout);
+    } else if (!options.items.empty()) {
+        list.roots.clear(); // whether the items are there is not known
     }
-    findProjectFiles(list, options.timeout);
     SummingUp(list).run();
     return list;
 }

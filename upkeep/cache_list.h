@@ -139,7 +139,8 @@ struct ListOptions {
 // What the order of siblings goes by. Tree: the bytes of the directories' names. Ties are in that
 // order, too.
 enum class ListOrder { Tree, Size, Date, Name, Files };
-// Roots stay as they are in tree order; largest, newest first; names and the tree from the first.
+// Roots stay as they are in tree order; largest, newest first; names from A, of roots and strays
+// the paths.
 void sortList(CacheList& list, ListOrder order, bool isReversed);
 
 // The words that documents have for them.

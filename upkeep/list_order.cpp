@@ -26,6 +26,12 @@ long keyOf(const ListNumbers& numbers, ListOrder order) {
 std::string_view nameOf(const ListedFeature& feature) {
     return feature.label() != nullptr ? feature.label() : std::string_view(feature.directory);
 }
+std::string_view nameOf(const ListedRoot& root) {
+    return root.path;
+}
+std::string_view nameOf(const ListedStray& stray) {
+    return stray.path;
+}
 template <class Item>
 std::string_view nameOf(const Item& item) {
     return shownName(item.key);
@@ -45,16 +51,9 @@ void sortItems(std::vector<Item>& items, ListOrder order, bool isReversed) {
 } // namespace
 
 void sortList(CacheList& list, ListOrder order, bool isReversed) {
-    if (order != ListOrder::Tree && order != ListOrder::Name) {
-        std::stable_sort(list.roots.begin(), list.roots.end(),
-                         [order](const ListedRoot& left, const ListedRoot& right) {
-                             return keyOf(left.numbers, order) > keyOf(right.numbers, order);
-                         });
-    }
-    if (isReversed) {
-        std::reverse(list.roots.begin(), list.roots.end());
-    }
+    sortItems(list.roots, order, isReversed);
     for (ListedRoot& root : list.roots) {
+        sortItems(root.strays, order, isReversed);
         sortItems(root.projects, order, isReversed);
         for (ListedProject& project : root.projects) {
             sortItems(project.compositions, order, isReversed);

@@ -54,6 +54,11 @@ std::vector<GlobalSetting> storedSettings(KavroPISSConfig& config) {
     return stored;
 }
 
+bool isMissing(const KavroPISSConfig& config) {
+    struct stat status {};
+    return ::lstat(config.getRootPathToProjectConfigFile(), &status) != 0 && errno == ENOENT;
+}
+
 std::optional<int> integerIn(std::string_view text) {
     int number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -65,10 +70,7 @@ std::optional<int> integerIn(std::string_view text) {
 
 std::optional<std::vector<GlobalSetting>> readGlobalSettings() {
     KavroPISSConfig config(IfMissing::LeaveMissing);
-    struct stat status {};
-    const bool isMissing =
-        ::lstat(config.getRootPathToProjectConfigFile(), &status) != 0 && errno == ENOENT;
-    if (config.IsValid() == 0 && !isMissing) {
+    if (config.IsValid() == 0 && !isMissing(config)) {
         return std::nullopt;
     }
     std::vector<GlobalSetting> stored = storedSettings(config);
@@ -99,6 +101,14 @@ SetOutcome setGlobalSetting(std::string_view key, std::string_view value, std::s
         *wanted = "a whole number of 32 bits";
         return SetOutcome::WrongValue;
     }
+    if (setting->name == std::string_view(kCacheSize.name) && *number < kUnlimitedCacheSize) {
+        *wanted = "a size in megabytes, nor -1 for no limit";
+        return SetOutcome::WrongValue;
+    }
+    if (setting->type == SettingType::ProductPath && (text.empty() || text.front() != '/')) {
+        *wanted = "an absolute path";
+        return SetOutcome::WrongValue;
+    }
     if (setting->type != SettingType::Integer &&
         (text.empty() || text.find_first_of(kBlanks) == 0 ||
          !fitsKvpLine(kGlobalScope, setting->name, text.c_str()))) {
@@ -120,6 +130,9 @@ SetOutcome setGlobalSetting(std::string_view key, std::string_view value, std::s
 
 std::optional<std::uint64_t> cacheLimit() {
     KavroPISSConfig config(IfMissing::LeaveMissing);
+    if (config.IsValid() == 0 && !isMissing(config)) {
+        return std::nullopt;
+    }
     int megabytes = 0;
     if (!config.GetItem(&megabytes, kGlobalScope, kCacheSize.name)) {
         megabytes = kCacheSize.number;

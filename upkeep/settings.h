@@ -25,8 +25,9 @@ enum class SetOutcome { Set, UnknownKey, WrongValue, NotWritten };
 // have been is told in *wanted.
 SetOutcome setGlobalSetting(std::string_view key, std::string_view value, std::string* wanted);
 
-// The greatest size of all caches together, in bytes; none without a limit. A wrong or unreadable
-// setting is none, as it is for the plug-ins.
+// The greatest size of all caches together, in bytes; none without a limit. A wrong setting is
+// none, as it is for the plug-ins, and so are settings that cannot be read: see
+// readGlobalSettings().
 std::optional<std::uint64_t> cacheLimit();
 
 } // namespace corvid

@@ -38,8 +38,25 @@ TEST_F(StatusCommand, OverTheLimitIsStatusOne) {
     EXPECT_THAT(run.out, HasSubstr(": over the limit\n"));
     writeFile(root.productFile("Config.txt"), "default int\tSizeOfFrameCacheInMB -1\n");
     EXPECT_EQ(corvidCache({"status"}).status, 0);
-    EXPECT_THAT(corvidCache({"status"}).out, HasSubstr("the settings set no limit\n"));
+    EXPECT_THAT(corvidCache({"status"}).out, HasSubstr("no limit is set\n"));
     EXPECT_THAT(corvidCache({"status", "--json"}).out, HasSubstr("\"limit\": null"));
+}
+
+TEST_F(StatusCommand, SettingsAndHoldingAreasThatCannotBeReadAreProblems) {
+    makeDirectory(root.productFile("Config.txt"));
+    writeFile(root.path(".corvid-held/Cache"), "no folder");
+    const ProgramRun run = corvidCache({"status", "--json"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("\"held\": null, \"limit\": null, "));
+    EXPECT_THAT(run.out, HasSubstr("The settings cannot be read."));
+    EXPECT_THAT(run.out, HasSubstr("The holding area beside it cannot be read."));
+    const ProgramRun settings = corvidCache({"settings", "show", "--json"});
+    EXPECT_EQ(settings.status, 1);
+    EXPECT_THAT(settings.out, HasSubstr("\"complete\": false"));
+}
+
+TEST_F(StatusCommand, AVeryLongTimeoutIsOne) {
+    EXPECT_EQ(corvidCache({"status", "--timeout", "100000w"}).status, 0);
 }
 
 TEST_F(StatusCommand, OfARootThatIsGoneNothingIsKnown) {
@@ -122,6 +139,30 @@ TEST_F(ExportCommand, AReaderNeverSeesHalfOfIt) {
     EXPECT_GT(read, 100);
 }
 
+using CheckCommand = CommandsTest;
+
+TEST_F(CheckCommand, TellsWhatItFindsAndEndsWithStatusOne) {
+    const ProgramRun healthy = corvidCache({"check"});
+    EXPECT_THAT(healthy.out, StartsWith("unregistered-project: "));
+    corvid::test::writeFile(cache() + "/ProjectHash.txt", "");
+    const ProgramRun run = corvidCache({"check"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out,
+                StartsWith("unnamed-project: " + cache() + "/" + corvid::hashOf(project()) +
+                           "\n    2.93 KB in 2 files\n    Add a line that names it "));
+    const ProgramRun json = corvidCache({"check", "--json"});
+    EXPECT_EQ(json.status, 1);
+    EXPECT_THAT(json.out, HasSubstr("\"hides\": {\"bytes\": 3000, \"files\": 2}, \"fix\": \"Add "));
+}
+
+TEST_F(CheckCommand, HasNothingToSayOfAHealthyCache) {
+    registerRoot(cache(), project());
+    registerRoot(cache("Second") + "/", "/Shots/b.aep");
+    const ProgramRun run = corvidCache({"check"});
+    EXPECT_EQ(run.out, "Nothing was found.\n");
+    EXPECT_EQ(run.status, 0);
+}
+
 class QueueCommand : public CommandsTest {
 protected:
     std::string queue() const { return root.productFile("RenderQueue/RQ.txt"); }
@@ -190,7 +231,8 @@ TEST_F(SettingsCommand, SaysWhatIsWrong) {
 TEST_F(SettingsCommand, AFileThatCannotBeReadIsToldOf) {
     makeDirectory(root.productFile("Config.txt"));
     EXPECT_EQ(corvidCache({"settings", "show"}).status, 1);
-    EXPECT_EQ(corvidCache({"settings", "show"}).err, "corvid-cache: the settings cannot be read\n");
+    EXPECT_EQ(corvidCache({"settings", "show"}).err,
+              "corvid-cache: The settings cannot be read.\n");
     const ProgramRun run = corvidCache({"settings", "set", "SizeOfFrameCacheInMB", "5"});
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.err, "corvid-cache: the settings cannot be written\n");

@@ -124,6 +124,20 @@ TEST_F(ListCommand, NamesOfAnyBytesAreEscapedOrStandBeside) {
     EXPECT_THAT(json.out, HasSubstr("\"key_bytes\""));
 }
 
+TEST_F(ListCommand, ARegistryThatCannotBeReadIsAProblem) {
+    removeTree(root.productFile("FrameCache.cvp"));
+    makeDirectory(root.productFile("FrameCache.cvp"));
+    for (const char* command : {"list", "status", "check"}) {
+        const ProgramRun run = corvidCache({command, "--json"});
+        EXPECT_EQ(run.status, 1) << command;
+        EXPECT_THAT(run.out, HasSubstr("\"complete\": false")) << command;
+    }
+    const ProgramRun metrics = corvidCache({"export", "--format", "prometheus"});
+    EXPECT_EQ(metrics.status, 1);
+    EXPECT_THAT(metrics.err, HasSubstr("FrameCache.cvp: The registry cannot be read.\n"));
+    EXPECT_THAT(metrics.out, Not(HasSubstr("last_complete_reading")));
+}
+
 TEST_F(ListCommand, NoRegistryIsAnEmptyList) {
     removeTree(root.productFile("FrameCache.cvp"));
     const ProgramRun run = corvidCache({"list", "--json"});

@@ -51,11 +51,12 @@ TEST_F(Program, TellsItsVersion) {
     const ProgramRun run = corvidCache({"--version"});
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.out, ::testing::MatchesRegex("corvid-cache [0-9.]+\n"));
+    EXPECT_EQ(corvidCache({"list", "--version"}).out, run.out);
 }
 
 TEST_F(Program, HelpsOnStandardOutputWithAnExample) {
     EXPECT_THAT(corvidCache({"--help"}).out, HasSubstr("list"));
-    for (const char* command : {"list", "status", "export", "queue", "settings"}) {
+    for (const char* command : {"list", "status", "check", "export", "queue", "settings"}) {
         for (const auto& words : {std::vector<std::string>{command, "--help"}, {"help", command}}) {
             const ProgramRun run = corvidCache(words);
             EXPECT_EQ(run.status, 0) << command;
@@ -93,6 +94,13 @@ TEST_F(Program, WrongUsageIsOneLineAndStatusTwo) {
         {"settings", "set", "SizeOfFrameCacheInMB", "much"},
         {"settings", "set", "Nonsense", "5"},
         {"help", "nonsense"},
+        {"help", "settings", "nonsense"},
+        {"list", "--root", ""},
+        {"list", "--json", "--timeout", "nonsense"},
+        {"export", "--format", "csv", "-o", ""},
+        {"export", "--format", "csv", "--json"},
+        {"settings", "set", "SizeOfFrameCacheInMB", "-2"},
+        {"settings", "set", "DirectoryLocationOfFrameCache", "relative"},
     };
     const Snapshot before = snapshot(root.path());
     for (const std::vector<std::string>& words : kWrong) {

@@ -355,8 +355,10 @@ TEST(FrameNumber, IsOfDigitsBeforeRaw) {
     using corvid::frameNumber;
     EXPECT_EQ(frameNumber("00000012.raw"), 12U);
     EXPECT_EQ(frameNumber("7.raw"), 7U);
-    EXPECT_EQ(frameNumber("999999999999999999.raw"), 999999999999999999U);
-    for (const char* name : {"1000000000000000000.raw", "-1.raw", "1", ".raw", "1.raw2", "1.RAW",
+    EXPECT_EQ(frameNumber("9999999999999999999.raw"), 9999999999999999999U);
+    EXPECT_EQ(frameNumber("0000000000000000000000012.raw"), 12U);
+    EXPECT_EQ(frameNumber("000.raw"), 0U);
+    for (const char* name : {"10000000000000000000.raw", "-1.raw", "1", ".raw", "1.raw2", "1.RAW",
                              "a1.raw", " 1.raw", "1 .raw", ""}) {
         EXPECT_EQ(frameNumber(name), std::nullopt) << name;
     }

@@ -1,12 +1,13 @@
 #include "upkeep/cache_list.h"
 
+#include "tests/support/failing_calls.h"
 #include "tests/support/forked_child.h"
 #include "tests/support/small_cache.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include <cerrno>
 
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -183,6 +184,56 @@ TEST_F(CacheListTest, ClosedFoldersAndFilesWithoutAnAnswerAreProblems) {
         }
         return counts == std::map<std::string, std::uint64_t>{{feature, 2}, {closed, 1}};
     }));
+}
+
+// Whoever clears strays away by this answer must not be told that everything is one.
+TEST_F(CacheListTest, ATableThatCannotBeReadOrIsDamagedIsAProblemAndNamesNoStrays) {
+    addFrame(addFeature(cache(), "/a.aep", "Main", "PROXY"), 1, 7, 1000);
+    const std::string projects = cache() + "/ProjectHash.txt";
+    const std::string compositions = cache() + "/CompositionHash.txt";
+    const std::string whole[] = {readFile(projects), readFile(compositions)};
+    const auto expectProblem = [this](const std::string& path, const char* kind) {
+        const CacheList all = list({cache()});
+        EXPECT_EQ(all.strays.count, 0U) << path;
+        EXPECT_FALSE(all.isComplete());
+        ASSERT_EQ(all.problems.size(), 1U);
+        EXPECT_EQ(all.problems[0].path, path);
+        EXPECT_STREQ(wordOf(all.problems[0].kind), kind);
+    };
+    writeFile(projects, whole[0] + std::string("\x01\x02 binary\n\xff\xfe x\n"));
+    expectProblem(projects, "damaged");
+    removeTree(projects);
+    makeDirectory(projects);
+    expectProblem(projects, "unreadable");
+    removeTree(projects);
+    writeFile(projects, whole[0]);
+    removeTree(compositions);
+    ASSERT_EQ(::mkfifo(compositions.c_str(), 0600), 0);
+    expectProblem(compositions, "unreadable");
+}
+
+TEST_F(CacheListTest, AClosedFolderInAFeatureIsAProblem) {
+    const std::string feature = addFeature(cache(), "/a.aep", "Main", "PROXY");
+    addFrame(feature, 1, 7, 1000);
+    writeFile(feature + "/closed/x", "1");
+    writeFile(feature + "/open/closed/x", "1");
+    letOthersIn(root);
+    ASSERT_EQ(::chmod((feature + "/closed").c_str(), 0), 0);
+    ASSERT_EQ(::chmod((feature + "/open/closed").c_str(), 0), 0);
+    EXPECT_TRUE(holdsInChild([&] {
+        if (!becomeNobody()) {
+            return false;
+        }
+        const CacheList all = list({cache()});
+        return all.problems.size() == 1 && all.problems[0].path == feature &&
+               all.problems[0].count == 2;
+    }));
+}
+
+TEST_F(CacheListTest, AReadingThatBreaksOffIsAProblem) {
+    addFrame(addFeature(cache(), "/a.aep", "Main", "PROXY"), 1, 7, 1000);
+    const FailNth broken(Call::List, 1, EIO, {}, Lasting::FromThenOn);
+    EXPECT_FALSE(list({cache()}).isComplete());
 }
 
 TEST_F(CacheListTest, AProjectFileIsGoneOnlyWhereItsFolderWasLookedInto) {
