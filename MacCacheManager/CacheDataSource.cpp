@@ -8,10 +8,15 @@
 #include "store/PISSFileUtilities.h"
 #include "store/PISSMD5.h"
 
+#include <QScopeGuard>
+
 #include <algorithm>
 #include <chrono>
-#include <future>
+#include <condition_variable>
+#include <mutex>
+#include <new>
 #include <system_error>
+#include <thread>
 
 CacheDataSource::CacheDataSource() {
     reload();
@@ -52,6 +57,56 @@ std::vector<std::string> CacheDataSource::cacheRoots(corvid::BuildSources& sourc
     return roots;
 }
 
+namespace {
+
+// What a thread that reads tells the one that waits for it.
+struct ReadingAtWork {
+    std::mutex mutex;
+    std::condition_variable changed;
+    corvid::CacheReading reading;
+    bool isDone = false;
+    bool isOutOfMemory = false;
+    std::atomic<std::uint64_t> files = 0;
+
+    void read(const corvid::ReadingOptions& options) {
+        try {
+            reading = corvid::readCaches(options, [this](std::uint64_t read) { files = read; });
+        } catch (const std::bad_alloc&) {
+            isOutOfMemory = true;
+        }
+        const std::lock_guard<std::mutex> lock(mutex);
+        isDone = true;
+        changed.notify_one();
+    }
+};
+
+// Shows the indicator meanwhile, many times a second.
+corvid::CacheReading readOnAnotherThread(const corvid::ReadingOptions& options,
+                                         corvid::BuildIndicator& indicator) {
+    constexpr std::chrono::milliseconds kFrame{16};
+    ReadingAtWork work;
+    std::thread thread;
+    try {
+        thread = std::thread([&work, &options] { work.read(options); });
+    } catch (const std::system_error&) { // no thread to be had
+        return corvid::readCaches(
+            options, [&indicator](std::uint64_t files) { indicator.showFilesRead(files); });
+    }
+    const auto joined = qScopeGuard([&thread] { thread.join(); });
+    std::unique_lock<std::mutex> lock(work.mutex);
+    while (!work.changed.wait_for(lock, kFrame, [&work] { return work.isDone; })) {
+        lock.unlock();
+        indicator.showFilesRead(work.files);
+        lock.lock();
+    }
+    if (work.isOutOfMemory) {
+        throw std::bad_alloc();
+    }
+    return std::move(work.reading);
+}
+
+} // namespace
+
 // The window goes on being painted while other threads read.
 corvid::CacheReading CacheDataSource::readWhileShowing(std::vector<std::string> roots) {
     for (const std::string& root : roots) {
@@ -61,22 +116,7 @@ corvid::CacheReading CacheDataSource::readWhileShowing(std::vector<std::string> 
     if (m_progressSpinner == nullptr) {
         return corvid::readCaches(options);
     }
-    constexpr std::chrono::milliseconds kFrame{16};
-    std::atomic<std::uint64_t> filesRead = 0;
-    std::future<corvid::CacheReading> reading;
-    try {
-        reading = std::async(std::launch::async, [&options, &filesRead] {
-            return corvid::readCaches(options,
-                                      [&filesRead](std::uint64_t files) { filesRead = files; });
-        });
-    } catch (const std::system_error&) { // no thread to be had
-        return corvid::readCaches(
-            options, [this](std::uint64_t files) { m_progressSpinner->showFilesRead(files); });
-    }
-    while (reading.wait_for(kFrame) != std::future_status::ready) {
-        m_progressSpinner->showFilesRead(filesRead);
-    }
-    return reading.get();
+    return readOnAnotherThread(options, *m_progressSpinner);
 }
 
 std::unique_ptr<FrameCacheEntry> CacheDataSource::treeOf(const corvid::CacheReading& reading) {

@@ -333,10 +333,10 @@ std::string rootPath(const std::string& root) {
 
 namespace {
 
-std::shared_ptr<const HashTable> tableAt(const std::string& path, bool& isUnknown) {
+std::shared_ptr<const HashTable> tableAt(const std::string& path, bool& isUnreadable) {
     ReadResult result = ReadResult::Whole;
     std::shared_ptr<const HashTable> table = sharedHashTable(path.c_str(), &result);
-    isUnknown = result == ReadResult::Unreadable || (table != nullptr && table->oddHashes() > 0);
+    isUnreadable = result == ReadResult::Unreadable;
     return table;
 }
 
@@ -345,8 +345,8 @@ std::shared_ptr<const HashTable> tableAt(const std::string& path, bool& isUnknow
 RootTables tablesOfRoot(const std::string& root) {
     const std::string path = rootPath(root);
     RootTables tables;
-    tables.projects = tableAt(path + kProjectTable, tables.areProjectsUnknown);
-    tables.compositions = tableAt(path + kCompositionTable, tables.areCompositionsUnknown);
+    tables.projects = tableAt(path + kProjectTable, tables.areProjectsUnreadable);
+    tables.compositions = tableAt(path + kCompositionTable, tables.areCompositionsUnreadable);
     return tables;
 }
 

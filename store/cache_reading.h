@@ -67,10 +67,9 @@ enum class RootState { Ok, Missing, NotADirectory, Unreadable };
 struct RootTables {
     std::shared_ptr<const HashTable> projects;
     std::shared_ptr<const HashTable> compositions;
-    // There are tables that cannot be read, or that hold what no table holds: whom they name is not
-    // known then.
-    bool areProjectsUnknown = false;
-    bool areCompositionsUnknown = false;
+    // There are tables that cannot be read.
+    bool areProjectsUnreadable = false;
+    bool areCompositionsUnreadable = false;
 };
 RootTables tablesOfRoot(const std::string& root);
 std::string projectTablePath(const std::string& root);

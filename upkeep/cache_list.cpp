@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 namespace corvid {
 
@@ -123,11 +122,13 @@ public:
           m_isInterrupted(isInterrupted) {}
 
     void list(ReadRoot& read) {
-        noteTable(read.tables.areProjectsUnknown, projectTablePath(m_root.path));
-        noteTable(read.tables.areCompositionsUnknown, compositionTablePath(m_root.path));
+        const RootTables& tables = read.tables;
+        m_areProjectsKnown = isKnown(tables.projects.get(), tables.areProjectsUnreadable,
+                                     projectTablePath(m_root.path));
+        m_areCompositionsKnown =
+            isKnown(tables.compositions.get(), tables.areCompositionsUnreadable,
+                    compositionTablePath(m_root.path));
         noteIfCut(read.isCut, "");
-        m_areProjectsKnown = !read.tables.areProjectsUnknown;
-        m_areCompositionsKnown = !read.tables.areCompositionsUnknown;
         for (ReadProject& project : read.projects) {
             if (m_isInterrupted && !project.opened) {
                 continue;
@@ -214,16 +215,16 @@ private:
         return measure;
     }
 
-    // Whom the table names is not known then: nothing is called unnamed for it.
-    void noteTable(bool isUnknown, const std::string& path) {
-        struct stat status {};
-        if (isUnknown) {
-            const bool isFile = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-                                ::access(path.c_str(), R_OK) == 0;
-            m_problems.push_back({path,
-                                  isFile ? ListProblemKind::Damaged : ListProblemKind::Unreadable,
-                                  isFile ? "The table is damaged." : "The table cannot be read."});
+    // Whether it is known whom the table names. Else nothing is called unnamed for it.
+    bool isKnown(const HashTable* table, bool isUnreadable, const std::string& path) {
+        if (isUnreadable) {
+            m_problems.push_back({path, ListProblemKind::Unreadable, "The table cannot be read."});
         }
+        const bool isDamaged = table != nullptr && table->oddHashes() > 0;
+        if (isDamaged) {
+            m_problems.push_back({path, ListProblemKind::Damaged, "The table is damaged."});
+        }
+        return !isUnreadable && !isDamaged;
     }
 
     void noteIfCut(bool isCut, const std::string& path) {
