@@ -41,8 +41,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-enum class WhenProgress { Auto, Always, Never };
-
 // The options that commands about caches have.
 struct CommonOptions {
     std::string root;
