@@ -48,6 +48,30 @@ TEST_F(ActivityViewTest, TellsHowManyFilesWereRead) {
     EXPECT_EQ(view.line(), "Reading the cache: 1 file");
 }
 
+TEST_F(ActivityViewTest, EscapeAsksForTheEndOfWhatCanBeStopped) {
+    int asked = 0;
+    QObject::connect(&view, &ActivityView::stopRequested, &view, [&asked] { ++asked; });
+    const auto pressWhileReading = [this] {
+        QCoreApplication::postEvent(
+            &window, new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
+        view.showFilesRead(7);
+    };
+    view.startAnimation();
+    pressWhileReading();
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(view.line(), "Reading the cache: 7 files");
+
+    view.setStoppable(true);
+    view.startAnimation();
+    pressWhileReading();
+    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(view.line(), "Reading the cache: 7 files (Esc stops)");
+    QCoreApplication::postEvent(&window,
+                                new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
+    view.stopAnimation();
+    EXPECT_EQ(asked, 1) << "there is nothing to stop any more";
+}
+
 TEST_F(ActivityViewTest, IsEmptyAgainWhenItStops) {
     view.startAnimation();
     view.showLine("busy");

@@ -246,6 +246,21 @@ TEST_F(WhileReading, TheFirstTimeTheListSaysSo) {
     EXPECT_EQ(outline().placeholderText(), "");
 }
 
+TEST_F(WhileReading, AFirstReadingThatIsStoppedSaysHowToGoOn) {
+    makeSample();
+    awake();
+    LookedInto reading([this] { controller->dataSource()->stopReading(); });
+    controller->dataSource()->setProgressSpinner(&reading);
+    controller->applicationDidFinishLaunching();
+    EXPECT_EQ(outline().placeholderText(), "The reading was stopped. Refresh reads anew.");
+    EXPECT_EQ(controller->dataSource()->getRootNode()->getNumberOfChildren(), 0);
+
+    controller->dataSource()->setProgressSpinner(nullptr);
+    controller->refreshData();
+    EXPECT_EQ(outline().placeholderText(), "");
+    EXPECT_GT(controller->dataSource()->getRootNode()->getNumberOfChildren(), 0);
+}
+
 TEST_F(WhileReading, LaterTheOldRowsStayInSight) {
     makeSample();
     launch();
