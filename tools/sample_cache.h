@@ -13,8 +13,9 @@ namespace corvid {
 enum class SampleShape {
     Uniform, // every level has the same number of members
     Demo,    // eight projects as a user would have them; the numbers are not used
-    Random   // all numbers are upper limits; hidden, nested, linked and foreign files, odd names,
+    Random,  // all numbers are upper limits; hidden, nested, linked and foreign files, odd names,
              // empty members
+    Healthy  // the same without what a check would find fault with
 };
 
 struct SampleOptions {

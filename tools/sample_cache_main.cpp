@@ -17,10 +17,12 @@ constexpr const char* kUsage =
     "Makes a frame cache with its registry and settings below FOLDER and prints what it holds as "
     "JSON.\n"
     "Start the program with CORVIDPRO_ROOT=FOLDER to open it.\n"
-    "  --shape uniform|demo|random  uniform: all members alike (default); demo: eight projects as "
+    "  --shape uniform|demo|random|healthy\n"
+    "                               uniform: all members alike (default); demo: eight projects as "
     "a user would\n"
     "                               have them; random: the numbers are upper limits, everything "
-    "odd occurs\n"
+    "odd occurs;\n"
+    "                               healthy: random without what a check would find fault with\n"
     "  --roots N                    cache roots (1)\n"
     "  --projects N                 projects in all (1)\n"
     "  --compositions N             compositions per project (1)\n"
@@ -31,7 +33,7 @@ constexpr const char* kUsage =
     "  --bytes N                    size of a frame; the files are sparse (1)\n"
     "  --strangers N                directories per cache root that no table names (0)\n"
     "  --newest SECONDS             date of the newest frame, since 1970 (now)\n"
-    "  --seed N                     for the shape random (1)\n";
+    "  --seed N                     for the shapes random and healthy (1)\n";
 
 template <class Number>
 Number number(const std::string& option, const std::string& text) {
@@ -54,7 +56,11 @@ corvid::SampleShape shape(const std::string& text) {
     if (text == "random") {
         return corvid::SampleShape::Random;
     }
-    throw std::runtime_error("--shape must be uniform, demo or random, not '" + text + "'");
+    if (text == "healthy") {
+        return corvid::SampleShape::Healthy;
+    }
+    throw std::runtime_error("--shape must be uniform, demo, random or healthy, not '" + text +
+                             "'");
 }
 
 void apply(corvid::SampleOptions& options, const std::string& option, const std::string& value) {

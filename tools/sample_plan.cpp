@@ -211,14 +211,14 @@ CompositionPlan randomComposition(SampleNumbers& numbers, const SampleOptions& o
 }
 
 // Small pools of keys, so that projects share composition keys and cache roots share project keys.
-CachePlan randomPlan(const SampleOptions& options) {
+CachePlan randomPlan(const SampleOptions& options, bool hasNoise) {
     SampleNumbers numbers(options.seed);
     std::set<std::pair<std::size_t, std::string>> taken;
     CachePlan plan;
     plan.roots = options.roots;
-    plan.foreignFiles = true;
-    plan.registryNoise = true;
-    plan.tableNoise = true;
+    plan.foreignFiles = hasNoise;
+    plan.registryNoise = hasNoise;
+    plan.tableNoise = hasNoise;
     const int projects = 1 + numbers.upTo(std::max(options.projects - 1, 0));
     for (int p = 0; p < projects; ++p) {
         ProjectPlan project;
@@ -262,7 +262,9 @@ CachePlan makePlan(const SampleOptions& options) {
     case SampleShape::Demo:
         return demoPlan(options);
     case SampleShape::Random:
-        return randomPlan(options);
+        return randomPlan(options, true);
+    case SampleShape::Healthy:
+        return randomPlan(options, false);
     }
     return {};
 }

@@ -2,9 +2,12 @@
 
 #include "tests/support/forked_child.h"
 #include "tests/support/small_cache.h"
+#include "tools/sample_cache.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <set>
 
 #include <sys/stat.h>
 
@@ -154,6 +157,32 @@ TEST_F(CheckTest, NothingIsCalledGoneThatCouldNotBeLookedAt) {
         return becomeNobody() &&
                checkCaches(listCaches({.roots = distinctCacheRoots(registry)})).empty();
     }));
+}
+
+TEST(CheckOfSamples, HealthyOnesHaveNoFindingAndRandomOnesHaveWhatIsPlanted) {
+    std::set<std::string> kinds;
+    for (const SampleShape shape : {SampleShape::Healthy, SampleShape::Random}) {
+        for (unsigned seed = 1; seed <= 10; ++seed) {
+            const ProductRoot root;
+            SampleOptions options;
+            options.root = root.path();
+            options.shape = shape;
+            options.roots = 3;
+            options.projects = 12;
+            options.compositions = 3;
+            options.seed = seed;
+            makeSampleCache(options);
+            KavroPISSFrameCacheRegistry registry;
+            const CacheList list = listCaches({.roots = distinctCacheRoots(registry)});
+            ASSERT_FALSE(list.roots.empty());
+            for (const Finding& finding : checkCaches(list)) {
+                EXPECT_EQ(shape, SampleShape::Random) << wordOf(finding.kind) << finding.path;
+                kinds.insert(wordOf(finding.kind));
+            }
+        }
+    }
+    EXPECT_THAT(kinds,
+                ::testing::UnorderedElementsAre("dead-line", "foreign", "registry-double-root"));
 }
 
 TEST_F(CheckTest, ALineThatIsTooLong) {
