@@ -56,7 +56,7 @@ TableLines linesOfTable(const std::string& path) {
     bool isOverLong = false;
     const ReadResult result = readLines(path.c_str(), [&](const char* piece) {
         text += piece;
-        if (text.back() != '\n' && std::strlen(piece) >= kLinePiece) {
+        if (std::strlen(piece) >= kLinePiece && text.back() != '\n') {
             isOverLong = true;
             return AfterPiece::GoOn; // the line goes on in the next piece
         }
