@@ -26,9 +26,11 @@ bool finishInTime(std::chrono::milliseconds timeout, Work work, Progress progres
     }
     auto before = progress();
     while (end.wait_for(timeout) != std::future_status::ready) {
-        if (std::exchange(before, progress()) == progress()) {
+        const auto now = progress();
+        if (now == before) {
             return false;
         }
+        before = now;
     }
     end.get();
     return true;

@@ -4,6 +4,7 @@
 #include "tests/support/forked_child.h"
 #include "tests/support/frame_cache_levels.h"
 #include "tests/support/product_root.h"
+#include "tests/support/random_cache.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,10 +12,6 @@
 #include <algorithm>
 #include <atomic>
 #include <ctime>
-#include <filesystem>
-#include <optional>
-#include <random>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,95 +38,12 @@ using corvid::test::kCompositions;
 using corvid::test::kFeatures;
 using corvid::test::kProjects;
 using corvid::test::makeDirectory;
+using corvid::test::RandomCache;
 using corvid::test::stepOnce;
 using corvid::test::Stepped;
 using corvid::test::writeFile;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-// A cache of random shape: levels that are empty, directories that no table line names or that a
-// line names wrongly, stray files, hidden files, links, nested directories.
-class RandomCache {
-public:
-    RandomCache(std::string root, unsigned seed) : m_root(std::move(root)), m_random(seed) {
-        makeDirectory(m_root);
-        std::string table;
-        for (int i = upTo(3); i > 0; --i) {
-            const std::string key = "/projects/some project " + std::to_string(i) + ".aep";
-            makeProject(m_root + hashOf(key) + "/");
-            table += hashOf(key) + " " + key + "\n";
-        }
-        writeFile(m_root + "ProjectHash.txt", table);
-        std::shuffle(m_lines.begin(), m_lines.end(), m_random);
-        std::string compositions;
-        for (const std::string& line : m_lines) {
-            compositions += line;
-        }
-        writeFile(m_root + "CompositionHash.txt", compositions);
-    }
-
-private:
-    int upTo(int most) { return std::uniform_int_distribution<int>(0, most)(m_random); }
-    bool oneIn(int n) { return upTo(n - 1) == 0; }
-
-    void makeProject(const std::string& path) {
-        makeDirectory(path);
-        makeStrays(path);
-        for (int i = upTo(5); i > 0; --i) {
-            const std::string key = "comp " + std::to_string(upTo(9));
-            const int kind = upTo(14);
-            if (kind == 0) { // no line names it
-                makeComposition(path + hashOf("nobody knows " + key) + "/");
-                continue;
-            }
-            makeComposition(path + hashOf(key) + "/");
-            // Sometimes the line gives a key that leads to another directory.
-            m_lines.push_back(hashOf(key) + " " + (kind == 1 ? "not " + key : key) + "\n");
-        }
-    }
-    void makeComposition(const std::string& path) {
-        makeDirectory(path);
-        makeStrays(path);
-        for (const char* feature :
-             {"SPEC_PREVIEW", "SPEC_RENDER", "PROXY", ".hidden", "other one"}) {
-            if (!oneIn(3)) {
-                makeFeature(path + feature + "/");
-            }
-        }
-    }
-    void makeFeature(const std::string& path) {
-        makeDirectory(path);
-        for (int i = upTo(5); i > 0; --i) {
-            makeFile(path + "0000000" + std::to_string(i) + ".raw");
-        }
-        if (oneIn(3)) {
-            makeFile(path + "nested/deeper/00000009.raw");
-            makeDirectory(path + "nested/empty");
-        }
-        makeStrays(path);
-    }
-    void makeStrays(const std::string& path) {
-        if (oneIn(5)) {
-            makeFile(path + ".hidden.raw");
-        }
-        if (oneIn(6)) {
-            static_cast<void>(::symlink("nowhere", (path + "dead").c_str()));
-        }
-        if (oneIn(6)) {
-            static_cast<void>(::symlink("..", (path + "up").c_str()));
-        }
-    }
-    void makeFile(const std::string& path) {
-        writeFile(path, std::string(static_cast<std::size_t>(upTo(3000)), 'f'));
-        timespec times[2] = {};
-        times[0].tv_sec = times[1].tv_sec = 1'700'000'000 + upTo(1'000'000);
-        ::utimensat(AT_FDCWD, path.c_str(), times, 0);
-    }
-
-    std::string m_root;
-    std::mt19937 m_random;
-    std::vector<std::string> m_lines;
-};
 
 std::string lastComponent(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
@@ -244,124 +158,6 @@ TEST_F(CacheReadingTest, GivesWhatSteppingAModelGivesOnAnyCache) {
     EXPECT_GT(m_features, 200);
     EXPECT_GT(m_wrong, 5);
     EXPECT_GT(m_unnamed, 5);
-}
-
-// What is told of a feature beside what a model tells, looked for by other means.
-struct Facts {
-    std::uint64_t allocated = 0;
-    std::uint64_t directories = 0;
-    long oldest = 0;
-    std::int64_t changedNs = 0;
-    std::optional<std::uint64_t> first, last;
-};
-
-Facts factsOf(const std::string& path) {
-    namespace fs = std::filesystem;
-    Facts facts;
-    std::set<std::pair<dev_t, ino_t>> seen;
-    const auto noteChange = [&facts](const struct stat& status) {
-        facts.changedNs = std::max<std::int64_t>(
-            facts.changedNs, status.st_ctim.tv_sec * 1'000'000'000L + status.st_ctim.tv_nsec);
-    };
-    struct stat status {};
-    EXPECT_EQ(::stat(path.c_str(), &status), 0);
-    noteChange(status);
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(path)) {
-        EXPECT_EQ(::lstat(entry.path().c_str(), &status), 0);
-        noteChange(status);
-        if (S_ISDIR(status.st_mode)) {
-            ++facts.directories;
-            continue;
-        }
-        if (seen.insert({status.st_dev, status.st_ino}).second) {
-            facts.allocated += static_cast<std::uint64_t>(status.st_blocks) * 512;
-        }
-        const std::string name = entry.path().filename().string();
-        const bool isDirect = entry.path().parent_path() == fs::path(path);
-        if (::stat(entry.path().c_str(), &status) != 0) {
-            continue;
-        }
-        noteChange(status);
-        if (isDirect && status.st_mtime > 0) {
-            facts.oldest =
-                facts.oldest == 0 ? status.st_mtime : std::min<long>(facts.oldest, status.st_mtime);
-        }
-        if (isDirect && name.size() == 12 && name.substr(8) == ".raw") {
-            const std::uint64_t number = std::stoull(name);
-            facts.first = std::min(facts.first.value_or(number), number);
-            facts.last = std::max(facts.last.value_or(number), number);
-        }
-    }
-    return facts;
-}
-
-void expectFacts(const Facts& facts, const ReadFeature& feature) {
-    DirectoryMeasure measure = feature.parts.total();
-    EXPECT_EQ(measure.allocated + corvid::allocatedOnce(measure.sharedFiles), facts.allocated);
-    EXPECT_EQ(measure.directories, facts.directories);
-    EXPECT_EQ(measure.oldest, facts.oldest);
-    EXPECT_EQ(measure.firstNumber, facts.first);
-    EXPECT_EQ(measure.lastNumber, facts.last);
-    EXPECT_EQ(measure.identity.changedNs, facts.changedNs);
-}
-
-TEST_F(CacheReadingTest, TakesTheOtherFactsOfAFeatureOnTheWay) {
-    int features = 0;
-    for (unsigned seed = 1; seed <= 30 && !HasFailure(); ++seed) {
-        SCOPED_TRACE(seed);
-        corvid::test::removeTree(root.path("cache"));
-        const RandomCache made(cache(), seed);
-        const CacheReading reading = readCaches(
-            {.roots = {cache()}, .withFrameNumbers = true, .identity = corvid::Identity::Ask});
-        for (const ReadProject& project : reading.roots[0].projects) {
-            for (const ReadComposition& composition : project.compositions) {
-                const std::string path = cache() + project.directory + "/" + composition.directory;
-                for (const ReadFeature& feature : composition.features) {
-                    SCOPED_TRACE(path + "/" + feature.directory);
-                    struct stat status {};
-                    ASSERT_EQ(::stat((path + "/" + feature.directory).c_str(), &status), 0);
-                    EXPECT_EQ(feature.parts.own.identity.inode, status.st_ino);
-                    EXPECT_EQ(feature.parts.own.identity.device, status.st_dev);
-                    expectFacts(factsOf(path + "/" + feature.directory), feature);
-                    ++features;
-                }
-                struct stat status {};
-                ASSERT_EQ(::stat(path.c_str(), &status), 0);
-                EXPECT_EQ(composition.identity.inode, status.st_ino);
-            }
-        }
-    }
-    EXPECT_GT(features, 100);
-}
-
-TEST_F(CacheReadingTest, CountsAFileOfSeveralNamesOnceAndALinkForItself) {
-    const std::string feature = cache() + hashOf("p") + "/" + hashOf("c") + "/PROXY";
-    writeFile(feature + "/00000003.raw", std::string(10000, 'x'));
-    ASSERT_EQ(::link((feature + "/00000003.raw").c_str(), (feature + "/00000004.raw").c_str()), 0);
-    ASSERT_EQ(::symlink("00000003.raw", (feature + "/00000005.raw").c_str()), 0);
-    const CacheReading reading = readCaches({.roots = {cache()}, .withFrameNumbers = true});
-    const ReadFeature& read = reading.roots.at(0).projects.at(0).compositions.at(0).features.at(0);
-    EXPECT_EQ(read.parts.total().bytes, 30000U);
-    EXPECT_EQ(read.parts.own.identity.inode, 0U) << "not asked for";
-    Facts facts = factsOf(feature);
-    EXPECT_LT(facts.allocated, 20000U);
-    facts.changedNs = read.parts.total().identity.changedNs;
-    expectFacts(facts, read);
-    EXPECT_EQ(read.parts.total().firstNumber, 3U);
-    EXPECT_EQ(read.parts.total().lastNumber, 5U);
-}
-
-TEST(FrameNumber, IsOfDigitsBeforeRaw) {
-    using corvid::frameNumber;
-    EXPECT_EQ(frameNumber("00000012.raw"), 12U);
-    EXPECT_EQ(frameNumber("7.raw"), 7U);
-    EXPECT_EQ(frameNumber("9999999999999999999.raw"), 9999999999999999999U);
-    EXPECT_EQ(frameNumber("0000000000000000000000012.raw"), 12U);
-    EXPECT_EQ(frameNumber("000.raw"), 0U);
-    for (const char* name : {"10000000000000000000.raw", "-1.raw", "1", ".raw", "1.raw2", "1.RAW",
-                             "a1.raw", " 1.raw", "1 .raw", ""}) {
-        EXPECT_EQ(frameNumber(name), std::nullopt) << name;
-    }
 }
 
 TEST_F(CacheReadingTest, NoRootsGiveNoResult) {
