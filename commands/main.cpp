@@ -42,8 +42,7 @@ void checkCommands(const CLI::App& program, const std::vector<std::string>& word
         const std::vector<const CLI::App*> meant = command->get_subcommands(
             [&word](const CLI::App* each) { return each->get_name() == word; });
         if (meant.empty()) {
-            throw UsageError("'" + shownText(word) + "' is no command; 'corvid-cache --help' " +
-                             "lists them");
+            throw UsageError("'" + shownText(word) + "' is no command");
         }
         command = meant.front();
     }
